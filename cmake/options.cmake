@@ -1,0 +1,26 @@
+# Compiler options of everything this project compiles itself.
+add_library(k7k_options INTERFACE)
+target_include_directories(k7k_options INTERFACE ${PROJECT_SOURCE_DIR}/src)
+
+if(MSVC)
+  target_compile_definitions(k7k_options INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN)
+  target_compile_options(k7k_options INTERFACE /W4 /WX /utf-8 /permissive- /EHsc /guard:cf)
+else()
+  target_compile_options(k7k_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
+endif()
+
+if(MINGW)
+  # Windows 10 is the oldest that runs the supported versions of OBS.
+  target_compile_definitions(k7k_options INTERFACE
+    UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00)
+  # No DLL that Windows does not bring; addresses that cannot be guessed; no executable data.
+  target_link_options(k7k_options INTERFACE
+    -static -municode -Wl,--dynamicbase,--high-entropy-va,--nxcompat)
+endif()
+
+if(K7K_SANITIZE)
+  target_compile_options(k7k_options INTERFACE
+    -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
+  target_link_options(k7k_options INTERFACE -fsanitize=address,undefined)
+endif()

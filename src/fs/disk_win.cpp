@@ -1,0 +1,252 @@
+// The disk on Windows, by Win32 calls: the standard library of the cross toolchain follows links
+// where this program must not.
+#include <windows.h>
+
+#include <array>
+#include <fstream>
+#include <vector>
+
+#include "fs/disk.h"
+#include "fs/handle_win.h"
+#include "fs/remove_win.h"
+
+namespace k7k {
+
+bool IsNotFound(DWORD error) {
+  switch (error) {
+    case ERROR_FILE_NOT_FOUND:
+    case ERROR_PATH_NOT_FOUND:
+    case ERROR_BAD_NETPATH:
+    case ERROR_NETNAME_DELETED:
+    case ERROR_INVALID_NAME:
+    case ERROR_DIRECTORY:
+      return true;
+    default:
+      return false;
+  }
+}
+
+namespace {
+
+FileStatus AfterError(DWORD error) {
+  return IsNotFound(error) ? FileStatus::Absent : FileStatus::Unreadable;
+}
+
+// Opens what is at the path, links followed, to ask about it and for nothing else.
+KernelHandle OpenToAsk(const Path& path) {
+  return KernelHandle(::CreateFileW(Win32Text(path).c_str(), FILE_READ_ATTRIBUTES, kShareAll,
+                                    nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+}
+
+FileStatus StatusOf(DWORD attributes) {
+  return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? FileStatus::Folder : FileStatus::File;
+}
+
+// The final path of an open entry in one of its forms; empty, with the last error set, on failure.
+std::wstring FinalPathText(HANDLE handle, DWORD form) {
+  std::wstring text(512, L'\0');
+  for (;;) {
+    const DWORD length = ::GetFinalPathNameByHandleW(handle, text.data(),
+                                                     static_cast<DWORD>(text.size()), form);
+    if (length < text.size()) {
+      text.resize(length);
+      return text;
+    }
+    text.resize(length);  // the length wanted, the terminator included
+  }
+}
+
+// Drops the prefix before a drive letter and turns the one before a network share into "\\".
+Path WithoutLongPathPrefix(const std::wstring& text) {
+  constexpr std::wstring_view kShare = L"\\\\?\\UNC\\";
+  constexpr std::wstring_view kLong = L"\\\\?\\";
+  if (text.starts_with(kShare)) return L"\\\\" + text.substr(kShare.size());
+  if (text.starts_with(kLong) && text.size() > 5 && text[5] == L':') {
+    return text.substr(kLong.size());
+  }
+  return text;
+}
+
+class WindowsTreeWalk : public TreeWalk {
+ public:
+  explicit WindowsTreeWalk(const Path& root) { Enter(root); }
+
+  bool AtEnd() const override { return levels_.empty(); }
+  bool Failed() const override { return failed_; }
+  Path Entry() const override { return levels_.back().folder / levels_.back().data.cFileName; }
+
+  void Advance() override {
+    const DWORD attributes = levels_.back().data.dwFileAttributes;
+    if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
+        (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
+      Enter(Entry());
+    } else {
+      Next();
+    }
+  }
+
+ private:
+  struct Level {
+    Path folder;
+    FindHandle search;
+    WIN32_FIND_DATAW data;
+  };
+
+  void Fail() {
+    failed_ = true;
+    levels_.clear();
+  }
+
+  static bool IsDots(const WIN32_FIND_DATAW& data) {
+    const std::wstring_view name = data.cFileName;
+    return name == L"." || name == L"..";
+  }
+
+  void Enter(const Path& folder) {
+    Level level{folder, FindHandle(), {}};
+    level.search = FindHandle(::FindFirstFileExW(Win32Text(folder / L"*").c_str(), FindExInfoBasic,
+                                                 &level.data, FindExSearchNameMatch, nullptr, 0));
+    // The root of a drive lists no "." and ".."; without a file it gives "file not found".
+    if (!level.search && ::GetLastError() != ERROR_FILE_NOT_FOUND) return Fail();
+    const bool found = static_cast<bool>(level.search) && !IsDots(level.data);
+    levels_.push_back(std::move(level));
+    if (!found) Next();
+  }
+
+  // Goes on to the next entry of the innermost folder, or of the one around it at its end.
+  void Next() {
+    while (!levels_.empty()) {
+      Level& level = levels_.back();
+      while (level.search && ::FindNextFileW(level.search.Get(), &level.data)) {
+        if (!IsDots(level.data)) return;
+      }
+      if (level.search && ::GetLastError() != ERROR_NO_MORE_FILES) return Fail();
+      levels_.pop_back();
+    }
+  }
+
+  std::vector<Level> levels_;
+  bool failed_ = false;
+};
+
+// The C runtime of the cross toolchain gives a stream 512 bytes of buffer, less than a manifest.
+// The buffer is a base so that it outlives the stream, which flushes into it last.
+struct StreamBuffer {
+  std::array<char, 8192> bytes;
+};
+
+class BufferedOutput : private StreamBuffer, public std::ofstream {
+ public:
+  explicit BufferedOutput(const std::wstring& path) {
+    rdbuf()->pubsetbuf(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    open(Path(path), std::ios::out | std::ios::trunc | std::ios::binary);
+  }
+};
+
+class WindowsDisk : public Disk {
+ public:
+  FileStatus Status(const Path& path) override {
+    const DWORD attributes = ::GetFileAttributesW(Win32Text(path).c_str());
+    if (attributes == INVALID_FILE_ATTRIBUTES) return AfterError(::GetLastError());
+    if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) return StatusOf(attributes);
+
+    const KernelHandle target = OpenToAsk(path);
+    if (!target) return AfterError(::GetLastError());
+    FILE_BASIC_INFO info{};
+    if (!::GetFileInformationByHandleEx(target.Get(), FileBasicInfo, &info, sizeof(info))) {
+      return FileStatus::Unreadable;
+    }
+    return StatusOf(info.FileAttributes);
+  }
+
+  bool IsReparsePoint(const Path& path) override {
+    const DWORD attributes =
+        ::GetFileAttributesW(Win32Text(WithoutTrailingSeparators(path)).c_str());
+    return attributes != INVALID_FILE_ATTRIBUTES &&
+           (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+  }
+
+  FinalPathAnswer FinalPath(const Path& path) override {
+    const KernelHandle found = OpenToAsk(path);
+    if (!found) return {AfterError(::GetLastError()), {}};
+    std::wstring text = FinalPathText(found.Get(), FILE_NAME_NORMALIZED | VOLUME_NAME_DOS);
+    if (text.empty() && ::GetLastError() == ERROR_PATH_NOT_FOUND) {
+      // A volume without a drive letter has a device name alone.
+      text = FinalPathText(found.Get(), FILE_NAME_NORMALIZED | VOLUME_NAME_NT);
+      if (!text.empty()) text.insert(0, L"\\\\?\\GLOBALROOT");
+    }
+    if (text.empty()) return {FileStatus::Unreadable, {}};
+    return {Status(path), WithoutLongPathPrefix(text)};
+  }
+
+  std::optional<std::uint64_t> Size(const Path& path) override {
+    const KernelHandle file = OpenToAsk(path);
+    FILE_STANDARD_INFO info{};
+    if (!file ||
+        !::GetFileInformationByHandleEx(file.Get(), FileStandardInfo, &info, sizeof(info)) ||
+        info.Directory) {
+      return std::nullopt;
+    }
+    return static_cast<std::uint64_t>(info.EndOfFile.QuadPart);
+  }
+
+  std::unique_ptr<TreeWalk> Walk(const Path& root) override {
+    return std::make_unique<WindowsTreeWalk>(root);
+  }
+
+  bool CreateFolder(const Path& path) override {
+    if (::CreateDirectoryW(Win32Text(path).c_str(), nullptr)) return true;
+    return ::GetLastError() == ERROR_ALREADY_EXISTS && Status(path) == FileStatus::Folder;
+  }
+
+  bool Copy(const Path& from, const Path& to) override {
+    return ::CopyFileW(Win32Text(from).c_str(), Win32Text(to).c_str(), TRUE) != FALSE;
+  }
+
+  int Move(const Path& from, const Path& to) override {
+    if (::MoveFileExW(Win32Text(from).c_str(), Win32Text(to).c_str(),
+                      MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED)) {
+      return 0;
+    }
+    return static_cast<int>(::GetLastError());
+  }
+
+  bool RemoveAll(const Path& path) override {
+    return RemoveWithoutFollowing(WithoutTrailingSeparators(path));
+  }
+
+  std::unique_ptr<std::istream> OpenInput(const Path& path) override {
+    auto stream = std::make_unique<std::ifstream>(Path(Win32Text(path)),
+                                                  std::ios::in | std::ios::binary);
+    if (!stream->is_open()) return nullptr;
+    return stream;
+  }
+
+  std::unique_ptr<std::ostream> OpenOutput(const Path& path) override {
+    auto stream = std::make_unique<BufferedOutput>(Win32Text(path));
+    if (!stream->is_open()) return nullptr;
+    return stream;
+  }
+
+  void Pause(std::chrono::milliseconds time) override {
+    ::Sleep(static_cast<DWORD>(time.count()));
+  }
+};
+
+}  // namespace
+
+Disk& NativeDisk() {
+  static WindowsDisk disk;
+  return disk;
+}
+
+bool IsAbsolute(const Path& path) {
+  // The standard library of the cross toolchain denies it to "\\server\share" and "\\?\C:\".
+  const std::wstring text = Win32Text(path);
+  if (text.starts_with(L"\\\\")) return true;
+  const bool letter = !text.empty() && ((text[0] >= L'A' && text[0] <= L'Z') ||
+                                        (text[0] >= L'a' && text[0] <= L'z'));
+  return letter && text.size() > 2 && text[1] == L':' && text[2] == L'\\';
+}
+
+}  // namespace k7k

@@ -1,0 +1,39 @@
+#include "fs/path_identity.h"
+
+namespace k7k {
+
+bool IsReparsePoint(const Path& path) { return CurrentDisk().IsReparsePoint(path); }
+
+Path ResolvePath(const Path& path, std::error_code& error) {
+  error.clear();
+  Path existing = path;
+  Path rest;
+  while (!existing.empty()) {
+    const FinalPathAnswer answer = CurrentDisk().FinalPath(existing);
+    if (answer.status == FileStatus::Unreadable) {
+      error = std::make_error_code(std::errc::io_error);
+      return {};
+    }
+    if (answer.status != FileStatus::Absent) {
+      return rest.empty() ? answer.path : (answer.path / rest).lexically_normal();
+    }
+    const Path parent = existing.parent_path();
+    if (parent == existing) break;  // a root that is not there
+    // A trailing separator names no component of its own.
+    if (existing.has_filename()) {
+      rest = rest.empty() ? existing.filename() : existing.filename() / rest;
+    }
+    existing = parent;
+  }
+  return path.lexically_normal();
+}
+
+bool IsWithin(const Path& candidate, const Path& root) {
+  const Path relative = candidate.lexically_relative(root);
+  if (relative.empty()) return candidate.compare(root) == 0;
+  return *relative.begin() != "..";
+}
+
+bool Overlap(const Path& a, const Path& b) { return IsWithin(a, b) || IsWithin(b, a); }
+
+}  // namespace k7k

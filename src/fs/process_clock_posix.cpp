@@ -1,0 +1,17 @@
+#include <time.h>
+#include <unistd.h>
+
+#include "fs/process_clock.h"
+
+namespace k7k {
+
+std::uint64_t MillisecondsSinceStart() {
+  timespec now{};
+  ::clock_gettime(CLOCK_BOOTTIME, &now);
+  return static_cast<std::uint64_t>(now.tv_sec) * 1000 +
+         static_cast<std::uint64_t>(now.tv_nsec) / 1000000;
+}
+
+std::uint32_t ProcessIdentifier() { return static_cast<std::uint32_t>(::getpid()); }
+
+}  // namespace k7k

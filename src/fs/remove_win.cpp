@@ -1,0 +1,181 @@
+#include "fs/remove_win.h"
+
+// clang-format off: winternl.h needs windows.h before it.
+#include <windows.h>
+#include <winternl.h>
+// clang-format on
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "fs/handle_win.h"
+
+namespace k7k {
+
+namespace {
+
+// NtCreateFile options and status values, from the pages "NtCreateFile function (winternl.h)" and
+// "NTSTATUS Values"; the headers of the toolchains do not agree on which of them they define.
+constexpr ULONG kOpenExisting = 1;            // FILE_OPEN
+constexpr ULONG kSynchronous = 0x20;          // FILE_SYNCHRONOUS_IO_NONALERT
+constexpr ULONG kOpenForBackup = 0x4000;      // FILE_OPEN_FOR_BACKUP_INTENT
+constexpr ULONG kOpenReparsePoint = 0x200000;  // FILE_OPEN_REPARSE_POINT
+constexpr ULONG kDoNotReparse = 0x1000;       // OBJ_DONT_REPARSE
+constexpr NTSTATUS kNoSuchFile = static_cast<NTSTATUS>(0xC000000F);
+constexpr NTSTATUS kNameNotFound = static_cast<NTSTATUS>(0xC0000034);
+constexpr NTSTATUS kAccessDenied = static_cast<NTSTATUS>(0xC0000022);
+
+// FileDispositionInfoEx, from the page "FILE_INFO_BY_HANDLE_CLASS enumeration (minwinbase.h)".
+constexpr auto kDispositionEx = static_cast<FILE_INFO_BY_HANDLE_CLASS>(21);
+
+struct ListedEntry {
+  std::wstring name;
+  DWORD attributes;
+};
+
+bool IsPlainFolder(DWORD attributes) {
+  return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
+         (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0;
+}
+
+bool IsLink(DWORD attributes) { return (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0; }
+
+// Opens an entry of an open folder by its bare name. Win32 has no such call, the native one has.
+NTSTATUS OpenIn(HANDLE folder, const std::wstring& name, ACCESS_MASK access, KernelHandle& opened) {
+  static const auto create = reinterpret_cast<decltype(&::NtCreateFile)>(
+      reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtCreateFile")));
+  if (create == nullptr) return kAccessDenied;
+  UNICODE_STRING text{};
+  text.Buffer = const_cast<wchar_t*>(name.c_str());
+  text.Length = static_cast<USHORT>(name.size() * sizeof(wchar_t));
+  text.MaximumLength = text.Length;
+  OBJECT_ATTRIBUTES attributes{};
+  attributes.Length = sizeof(attributes);
+  attributes.RootDirectory = folder;
+  attributes.ObjectName = &text;
+  attributes.Attributes = OBJ_CASE_INSENSITIVE | kDoNotReparse;
+  IO_STATUS_BLOCK block{};
+  HANDLE handle = nullptr;
+  const NTSTATUS status = create(&handle, access | SYNCHRONIZE, &attributes, &block, nullptr, 0,
+                                 kShareAll, kOpenExisting,
+                                 kSynchronous | kOpenForBackup | kOpenReparsePoint, nullptr, 0);
+  if (status >= 0) opened = KernelHandle(handle);
+  return status;
+}
+
+// Clearing a read-only bit needs a right of its own, which an entry that can be deleted may deny.
+NTSTATUS OpenForDeletion(HANDLE folder, const std::wstring& name, KernelHandle& opened) {
+  const ACCESS_MASK access = DELETE | FILE_READ_ATTRIBUTES | FILE_LIST_DIRECTORY;
+  const NTSTATUS status = OpenIn(folder, name, access | FILE_WRITE_ATTRIBUTES, opened);
+  return status == kAccessDenied ? OpenIn(folder, name, access, opened) : status;
+}
+
+std::optional<DWORD> AttributesOf(HANDLE handle) {
+  FILE_ATTRIBUTE_TAG_INFO info{};
+  if (!::GetFileInformationByHandleEx(handle, FileAttributeTagInfo, &info, sizeof(info))) {
+    return std::nullopt;
+  }
+  return info.FileAttributes;
+}
+
+// The path of an open entry without its volume, links resolved; empty when it cannot be told.
+std::wstring NameOf(HANDLE handle) {
+  alignas(FILE_NAME_INFO) static char buffer[sizeof(FILE_NAME_INFO) + 65536];
+  auto* info = reinterpret_cast<FILE_NAME_INFO*>(buffer);
+  if (!::GetFileInformationByHandleEx(handle, FileNameInfo, info, sizeof(buffer))) return {};
+  return std::wstring(info->FileName, info->FileNameLength / sizeof(wchar_t));
+}
+
+// Whether an opened entry is the one that its folder holds under that name. Some file systems open
+// the target of a link although the link itself was asked for; the opened name then tells.
+bool IsEntryOf(HANDLE folder, const std::wstring& name, HANDLE entry) {
+  std::wstring expected = NameOf(folder);
+  if (expected.empty()) return false;
+  if (expected.back() != L'\\') expected += L'\\';
+  expected += name;
+  const std::wstring found = NameOf(entry);
+  return ::CompareStringOrdinal(expected.c_str(), static_cast<int>(expected.size()), found.c_str(),
+                                static_cast<int>(found.size()), TRUE) == CSTR_EQUAL;
+}
+
+bool ListEntries(HANDLE folder, std::vector<ListedEntry>& entries) {
+  alignas(FILE_ID_BOTH_DIR_INFO) static char buffer[65536];
+  FILE_INFO_BY_HANDLE_CLASS next = FileIdBothDirectoryRestartInfo;
+  while (::GetFileInformationByHandleEx(folder, next, buffer, sizeof(buffer))) {
+    next = FileIdBothDirectoryInfo;
+    for (const char* at = buffer;;) {
+      const auto* info = reinterpret_cast<const FILE_ID_BOTH_DIR_INFO*>(at);
+      std::wstring name(info->FileName, info->FileNameLength / sizeof(wchar_t));
+      if (name != L"." && name != L"..") entries.push_back({std::move(name), info->FileAttributes});
+      if (info->NextEntryOffset == 0) break;
+      at += info->NextEntryOffset;
+    }
+  }
+  return ::GetLastError() == ERROR_NO_MORE_FILES;
+}
+
+// Deletes what the handle stands for once it is closed; on a current Windows at once, whoever else
+// has it open, and read-only or not. Other file systems know the older request alone, which a
+// read-only bit stops.
+bool DeleteOpened(HANDLE entry, DWORD attributes) {
+  FILE_DISPOSITION_INFO_EX now{};
+  now.Flags = FILE_DISPOSITION_FLAG_DELETE | FILE_DISPOSITION_FLAG_POSIX_SEMANTICS |
+              FILE_DISPOSITION_FLAG_IGNORE_READONLY_ATTRIBUTE;
+  if (::SetFileInformationByHandle(entry, kDispositionEx, &now, sizeof(now))) return true;
+  const DWORD error = ::GetLastError();
+  if (error != ERROR_INVALID_PARAMETER && error != ERROR_NOT_SUPPORTED &&
+      error != ERROR_INVALID_FUNCTION) {
+    return false;
+  }
+  FILE_BASIC_INFO basic{};  // zero times are left as they are
+  basic.FileAttributes = attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY);
+  if (basic.FileAttributes == 0) basic.FileAttributes = FILE_ATTRIBUTE_NORMAL;
+  const bool read_only = (attributes & FILE_ATTRIBUTE_READONLY) != 0;
+  if (read_only &&
+      !::SetFileInformationByHandle(entry, FileBasicInfo, &basic, sizeof(basic))) {
+    return false;
+  }
+  FILE_DISPOSITION_INFO on_close{};
+  on_close.DeleteFile = TRUE;
+  if (::SetFileInformationByHandle(entry, FileDispositionInfo, &on_close, sizeof(on_close))) {
+    return true;
+  }
+  if (read_only) {  // what could not be deleted stays as it was
+    basic.FileAttributes = attributes;
+    ::SetFileInformationByHandle(entry, FileBasicInfo, &basic, sizeof(basic));
+  }
+  return false;
+}
+
+bool RemoveIn(HANDLE folder, const std::wstring& name, std::optional<DWORD> listed) {
+  KernelHandle entry;
+  const NTSTATUS status = OpenForDeletion(folder, name, entry);
+  if (status < 0) return status == kNoSuchFile || status == kNameNotFound;
+
+  const std::optional<DWORD> attributes = AttributesOf(entry.Get());
+  if (!attributes || !IsEntryOf(folder, name, entry.Get())) return false;
+  if (listed && IsLink(*listed) != IsLink(*attributes)) return false;
+
+  if (IsPlainFolder(*attributes)) {
+    std::vector<ListedEntry> entries;
+    if (!ListEntries(entry.Get(), entries)) return false;
+    for (const ListedEntry& child : entries) {
+      if (!RemoveIn(entry.Get(), child.name, child.attributes)) return false;
+    }
+  }
+  return DeleteOpened(entry.Get(), *attributes);
+}
+
+}  // namespace
+
+bool RemoveWithoutFollowing(const Path& path) {
+  const Path parent = path.has_parent_path() ? path.parent_path() : Path(L".");
+  const KernelHandle folder(::CreateFileW(Win32Text(parent).c_str(), FILE_READ_ATTRIBUTES, kShareAll,
+                                          nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS,
+                                          nullptr));
+  if (!folder) return IsNotFound(::GetLastError());
+  return path.has_filename() && RemoveIn(folder.Get(), path.filename().native(), std::nullopt);
+}
+
+}  // namespace k7k

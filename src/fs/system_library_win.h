@@ -1,0 +1,27 @@
+// A DLL of Windows that only some commands need.
+#pragma once
+
+#include <windows.h>
+
+namespace k7k {
+
+// Loads a DLL from the system folder and from nowhere else, so that a file of that name planted
+// beside the program is not run. It stays loaded: the program runs one short command.
+class SystemLibrary {
+ public:
+  explicit SystemLibrary(const wchar_t* name)
+      : module_(::LoadLibraryExW(name, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32)) {}
+
+  // The function of that name, or null when it or the library is missing.
+  template <class Function>
+  Function* Find(const char* name) const {
+    if (module_ == nullptr) return nullptr;
+    // By way of void*: a direct cast between function types is a warning, rightly elsewhere.
+    return reinterpret_cast<Function*>(reinterpret_cast<void*>(::GetProcAddress(module_, name)));
+  }
+
+ private:
+  HMODULE module_;
+};
+
+}  // namespace k7k

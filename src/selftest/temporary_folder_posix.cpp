@@ -1,0 +1,12 @@
+#include <cstdlib>
+
+#include "selftest/temporary_folder.h"
+
+namespace k7k {
+
+Path GetTemporaryFolder() {
+  const char* text = std::getenv("TMPDIR");
+  return text != nullptr && *text != '\0' ? text : "/tmp";
+}
+
+}  // namespace k7k
