@@ -16,7 +16,7 @@ if(MINGW)
     UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00)
   # No DLL that Windows does not bring; addresses that cannot be guessed; no executable data.
   target_link_options(k7k_options INTERFACE
-    -static -municode -Wl,--dynamicbase,--high-entropy-va,--nxcompat)
+    -static -Wl,--dynamicbase,--high-entropy-va,--nxcompat)
 endif()
 
 if(K7K_SANITIZE)
