@@ -6,8 +6,8 @@
 namespace k7k {
 
 struct CopyVerdict {
-  bool present = false;  // it exists; false as well when its status cannot be read
-  bool valid = false;    // every check passed; never true when present is false
+  bool present = false;     // it exists; false as well when its status cannot be read
+  bool valid = false;       // every check passed; never true when present is false
   std::uint64_t bytes = 0;  // as the operation that returns the verdict counts
 };
 

@@ -1,7 +1,7 @@
-// clang-format off: bcrypt.h needs windows.h before it.
 #include <windows.h>
+
+// Needs windows.h before it.
 #include <bcrypt.h>
-// clang-format on
 
 #include <vector>
 

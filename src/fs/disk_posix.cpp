@@ -75,7 +75,8 @@ class PosixDisk : public Disk {
   }
 
   FinalPathAnswer FinalPath(const Path& path) override {
-    const std::unique_ptr<char, decltype(&::free)> found(::realpath(path.c_str(), nullptr), &::free);
+    const std::unique_ptr<char, decltype(&::free)> found(::realpath(path.c_str(), nullptr),
+                                                         &::free);
     if (!found) return {AfterError(errno), {}};
     return {Status(path), found.get()};
   }

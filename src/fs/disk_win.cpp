@@ -46,8 +46,8 @@ FileStatus StatusOf(DWORD attributes) {
 std::wstring FinalPathText(HANDLE handle, DWORD form) {
   std::wstring text(512, L'\0');
   for (;;) {
-    const DWORD length = ::GetFinalPathNameByHandleW(handle, text.data(),
-                                                     static_cast<DWORD>(text.size()), form);
+    const DWORD length =
+        ::GetFinalPathNameByHandleW(handle, text.data(), static_cast<DWORD>(text.size()), form);
     if (length < text.size()) {
       text.resize(length);
       return text;
@@ -216,8 +216,8 @@ class WindowsDisk : public Disk {
   }
 
   std::unique_ptr<std::istream> OpenInput(const Path& path) override {
-    auto stream = std::make_unique<std::ifstream>(Path(Win32Text(path)),
-                                                  std::ios::in | std::ios::binary);
+    auto stream =
+        std::make_unique<std::ifstream>(Path(Win32Text(path)), std::ios::in | std::ios::binary);
     if (!stream->is_open()) return nullptr;
     return stream;
   }
@@ -228,9 +228,7 @@ class WindowsDisk : public Disk {
     return stream;
   }
 
-  void Pause(std::chrono::milliseconds time) override {
-    ::Sleep(static_cast<DWORD>(time.count()));
-  }
+  void Pause(std::chrono::milliseconds time) override { ::Sleep(static_cast<DWORD>(time.count())); }
 };
 
 }  // namespace

@@ -1,9 +1,9 @@
 #include "fs/remove_win.h"
 
-// clang-format off: winternl.h needs windows.h before it.
 #include <windows.h>
+
+// Needs windows.h before it.
 #include <winternl.h>
-// clang-format on
 
 #include <optional>
 #include <string>
@@ -17,11 +17,11 @@ namespace {
 
 // NtCreateFile options and status values, from the pages "NtCreateFile function (winternl.h)" and
 // "NTSTATUS Values"; the headers of the toolchains do not agree on which of them they define.
-constexpr ULONG kOpenExisting = 1;            // FILE_OPEN
-constexpr ULONG kSynchronous = 0x20;          // FILE_SYNCHRONOUS_IO_NONALERT
-constexpr ULONG kOpenForBackup = 0x4000;      // FILE_OPEN_FOR_BACKUP_INTENT
+constexpr ULONG kOpenExisting = 1;             // FILE_OPEN
+constexpr ULONG kSynchronous = 0x20;           // FILE_SYNCHRONOUS_IO_NONALERT
+constexpr ULONG kOpenForBackup = 0x4000;       // FILE_OPEN_FOR_BACKUP_INTENT
 constexpr ULONG kOpenReparsePoint = 0x200000;  // FILE_OPEN_REPARSE_POINT
-constexpr ULONG kDoNotReparse = 0x1000;       // OBJ_DONT_REPARSE
+constexpr ULONG kDoNotReparse = 0x1000;        // OBJ_DONT_REPARSE
 constexpr NTSTATUS kNoSuchFile = static_cast<NTSTATUS>(0xC000000F);
 constexpr NTSTATUS kNameNotFound = static_cast<NTSTATUS>(0xC0000034);
 constexpr NTSTATUS kAccessDenied = static_cast<NTSTATUS>(0xC0000022);
@@ -57,9 +57,9 @@ NTSTATUS OpenIn(HANDLE folder, const std::wstring& name, ACCESS_MASK access, Ker
   attributes.Attributes = OBJ_CASE_INSENSITIVE | kDoNotReparse;
   IO_STATUS_BLOCK block{};
   HANDLE handle = nullptr;
-  const NTSTATUS status = create(&handle, access | SYNCHRONIZE, &attributes, &block, nullptr, 0,
-                                 kShareAll, kOpenExisting,
-                                 kSynchronous | kOpenForBackup | kOpenReparsePoint, nullptr, 0);
+  const NTSTATUS status =
+      create(&handle, access | SYNCHRONIZE, &attributes, &block, nullptr, 0, kShareAll,
+             kOpenExisting, kSynchronous | kOpenForBackup | kOpenReparsePoint, nullptr, 0);
   if (status >= 0) opened = KernelHandle(handle);
   return status;
 }
@@ -132,8 +132,7 @@ bool DeleteOpened(HANDLE entry, DWORD attributes) {
   basic.FileAttributes = attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY);
   if (basic.FileAttributes == 0) basic.FileAttributes = FILE_ATTRIBUTE_NORMAL;
   const bool read_only = (attributes & FILE_ATTRIBUTE_READONLY) != 0;
-  if (read_only &&
-      !::SetFileInformationByHandle(entry, FileBasicInfo, &basic, sizeof(basic))) {
+  if (read_only && !::SetFileInformationByHandle(entry, FileBasicInfo, &basic, sizeof(basic))) {
     return false;
   }
   FILE_DISPOSITION_INFO on_close{};
@@ -171,9 +170,9 @@ bool RemoveIn(HANDLE folder, const std::wstring& name, std::optional<DWORD> list
 
 bool RemoveWithoutFollowing(const Path& path) {
   const Path parent = path.has_parent_path() ? path.parent_path() : Path(L".");
-  const KernelHandle folder(::CreateFileW(Win32Text(parent).c_str(), FILE_READ_ATTRIBUTES, kShareAll,
-                                          nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS,
-                                          nullptr));
+  const KernelHandle folder(::CreateFileW(Win32Text(parent).c_str(), FILE_READ_ATTRIBUTES,
+                                          kShareAll, nullptr, OPEN_EXISTING,
+                                          FILE_FLAG_BACKUP_SEMANTICS, nullptr));
   if (!folder) return IsNotFound(::GetLastError());
   return path.has_filename() && RemoveIn(folder.Get(), path.filename().native(), std::nullopt);
 }

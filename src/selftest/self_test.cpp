@@ -100,8 +100,9 @@ int SelfTest::InstallStandard() {
   const char first = InstalledByte();
   if (injected != InstallOutcome::InjectedFailureRolledBack || !valid || first != 'A') {
     std::wcerr << L"rollback result=" << static_cast<int>(injected) << L", valid="
-               << (valid ? 1 : 0) << L", first=" << static_cast<int>(static_cast<signed char>(first))
-               << L", error=" << detail_ << L"\n";
+               << (valid ? 1 : 0) << L", first="
+               << static_cast<int>(static_cast<signed char>(first)) << L", error=" << detail_
+               << L"\n";
     return 5;
   }
 

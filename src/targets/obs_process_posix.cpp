@@ -4,8 +4,8 @@
 #include <fstream>
 #include <string>
 
-#include "targets/obs_process.h"
 #include "fs/disk.h"
+#include "targets/obs_process.h"
 
 namespace k7k {
 

@@ -1,7 +1,7 @@
-// clang-format off: tlhelp32.h needs windows.h before it.
 #include <windows.h>
+
+// Needs windows.h before it.
 #include <tlhelp32.h>
-// clang-format on
 
 #include <cwchar>
 

@@ -1,8 +1,8 @@
-// clang-format off: the shell's headers need windows.h before them.
 #include <windows.h>
+
+// These need windows.h before them.
 #include <objbase.h>
 #include <shlobj.h>
-// clang-format on
 
 #include "fs/system_library_win.h"
 #include "targets/standard_target.h"

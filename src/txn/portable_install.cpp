@@ -72,8 +72,8 @@ PortablePieces NamePieces(const Path& root) {
 }
 
 bool AllNamesAreFree(const PortablePieces& pieces) {
-  for (const Path* name : {&pieces.dll.staging, &pieces.data.staging, &pieces.dll.backup,
-                           &pieces.data.backup}) {
+  for (const Path* name :
+       {&pieces.dll.staging, &pieces.data.staging, &pieces.dll.backup, &pieces.data.backup}) {
     if (CurrentDisk().Status(*name) != FileStatus::Absent) return false;
   }
   return true;

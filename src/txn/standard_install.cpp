@@ -46,8 +46,7 @@ InstallOutcome UndoInjectedFailure(const Path& destination, const Path& staging,
   const int error = backup_made ? RetryingMove(backup, destination) : 0;
   RemoveTree(staging);
   if (error != 0) {
-    return Explain(detail,
-                   L"Injected failure could not restore backup: " + std::to_wstring(error),
+    return Explain(detail, L"Injected failure could not restore backup: " + std::to_wstring(error),
                    InstallOutcome::Failed);
   }
   return Explain(detail, L"Injected transaction failure",
@@ -67,8 +66,7 @@ InstallOutcome InstallPlugin(const Path& payload, const Path& plugin_parent, std
   const Path staging = TransactionPath(plugin_parent, L"staging");
   const Path backup = TransactionPath(plugin_parent, L"backup");
   // The backup alone must be known to be free; a status error on staging is let through: meant.
-  if (Exists(CurrentDisk().Status(staging)) ||
-      CurrentDisk().Status(backup) != FileStatus::Absent) {
+  if (Exists(CurrentDisk().Status(staging)) || CurrentDisk().Status(backup) != FileStatus::Absent) {
     return Explain(detail, L"Could not reserve transaction paths", InstallOutcome::Failed);
   }
 

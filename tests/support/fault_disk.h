@@ -10,12 +10,20 @@
 namespace k7k::test {
 
 enum class Call {
-  Status, IsReparsePoint, FinalPath, Size,  // queries
-  WalkOpen, WalkAdvance,                    // a failed one ends the walk
-  CreateFolder, Copy, Move,
-  Remove,                                   // one for each entry of a removed tree, deepest first
-  OpenInput, Read,                          // Read: the content of an opened file
-  OpenOutput, Write,
+  Status,
+  IsReparsePoint,
+  FinalPath,
+  Size,  // queries
+  WalkOpen,
+  WalkAdvance,  // a failed one ends the walk
+  CreateFolder,
+  Copy,
+  Move,
+  Remove,  // one for each entry of a removed tree, deepest first
+  OpenInput,
+  Read,  // Read: the content of an opened file
+  OpenOutput,
+  Write,
 };
 
 struct DiskCall {
@@ -33,10 +41,10 @@ class FaultDisk : public Disk {
   // Asked once for each call, in order; true makes it fail. Also the place to change the disk
   // behind the engine's back. Null: nothing fails.
   std::function<bool(const DiskCall&)> fails;
-  int move_error = 5;                       // what a failed Move returns
+  int move_error = 5;                                 // what a failed Move returns
   FileStatus failed_status = FileStatus::Unreadable;  // what a failed Status or FinalPath answers
-  bool failed_walk_yields = false;          // a failed walk step keeps its entry, for once
-  std::vector<DiskCall> calls;              // all so far
+  bool failed_walk_yields = false;  // a failed walk step keeps its entry, for once
+  std::vector<DiskCall> calls;      // all so far
   std::vector<std::chrono::milliseconds> pauses;
 
   int Count(Call call) const;

@@ -5,7 +5,7 @@
 
 namespace k7k::test {
 
-bool RunsOnWindows();   // the Windows build, under Wine or not
+bool RunsOnWindows();  // the Windows build, under Wine or not
 bool RunsUnderWine();
 
 // Error codes that the platform gives for a failed move.

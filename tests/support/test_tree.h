@@ -27,8 +27,8 @@ class TestFolder {
 };
 
 void WriteFile(const Path& path, std::string_view content);  // with its parent folders
-std::string ReadFile(const Path& path);                       // "" when it cannot be opened
-void MakeFolder(const Path& path);                            // with its parents
+std::string ReadFile(const Path& path);                      // "" when it cannot be opened
+void MakeFolder(const Path& path);                           // with its parents
 
 // A real link; target need not exist. Under Wine a Unix symbolic link, which shows as a reparse
 // point for a folder alone.

@@ -63,8 +63,8 @@ void MakeFileLink(const Path& target, const Path& link) {
 
 void MakeReadOnly(const Path& file) {
   const std::wstring text = Win32Text(file);
-  ASSERT_TRUE(
-      ::SetFileAttributesW(text.c_str(), ::GetFileAttributesW(text.c_str()) | FILE_ATTRIBUTE_READONLY));
+  ASSERT_TRUE(::SetFileAttributesW(text.c_str(),
+                                   ::GetFileAttributesW(text.c_str()) | FILE_ATTRIBUTE_READONLY));
 }
 
 bool IsReadOnly(const Path& file) {

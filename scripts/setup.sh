@@ -1,0 +1,71 @@
+# Sourced by the scripts: what they need of the machine.
+# need_packages PACKAGE...   installs what is missing, quiet when nothing is
+# start_wine PREFIX          makes a Wine prefix if it is not there and keeps its server running
+#                            until the script ends
+
+die() {
+  echo "$(basename "$0"): $1" >&2
+  exit 1
+}
+
+need_packages() {
+  [ "$(uname -m)" = x86_64 ] || die "needs a 64-bit x86 machine; this one is $(uname -m)"
+  command -v dpkg-query >/dev/null && command -v apt-get >/dev/null ||
+    die "needs Debian's packages ($*), and this machine has no apt-get"
+  local package missing=()
+  for package in "$@"; do
+    [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null)" = installed ] ||
+      missing+=("$package")
+  done
+  [ ${#missing[@]} -gt 0 ] || return 0
+
+  local as_root=()
+  if [ "$(id -u)" != 0 ]; then
+    command -v sudo >/dev/null || die "run as root to install: ${missing[*]}"
+    as_root=(sudo)
+  fi
+  echo "installing ${missing[*]}"
+  local log
+  log=$(mktemp)
+  if ! { "${as_root[@]}" apt-get update &&
+    "${as_root[@]}" env DEBIAN_FRONTEND=noninteractive \
+      apt-get install -y --no-install-recommends "${missing[@]}"; } >"$log" 2>&1; then
+    tail -n 5 "$log" >&2
+    rm -f "$log"
+    die "could not install ${missing[*]} (is there a network?)"
+  fi
+  rm -f "$log"
+}
+
+# What every build of the Windows program needs, and what the tests need besides.
+build_packages=(cmake ninja-build ccache g++-mingw-w64-x86-64-posix wine64)
+host_packages=(cmake ninja-build ccache g++ libssl-dev)
+test_packages=(googletest python3 python3-pytest python3-pytest-xdist clang-format clang-tidy)
+
+stop_wine() {
+  WINEPREFIX="$1" /usr/lib/wine/wineserver -k 2>/dev/null || true
+  WINEPREFIX="$1" /usr/lib/wine/wineserver -w 2>/dev/null || true
+}
+
+start_wine() {
+  export WINEPREFIX="$1" WINEDEBUG=-all
+  trap 'stop_wine "$WINEPREFIX"' EXIT
+  trap 'exit 130' INT TERM
+  if [ ! -f "$WINEPREFIX/system.reg" ]; then
+    mkdir -p "$WINEPREFIX"
+    WINEDLLOVERRIDES=mscoree,mshtml= /usr/lib/wine/wine64 wineboot -i >/dev/null 2>&1 ||
+      die "Wine could not make a prefix in $WINEPREFIX"
+    /usr/lib/wine/wineserver -w
+  fi
+  /usr/lib/wine/wineserver -p >/dev/null 2>&1
+}
+
+# Configures and builds one preset; prints the compiler's output only when it fails.
+build() {
+  local log=build/$1.log
+  mkdir -p build
+  if ! { cmake --preset "$1" && cmake --build "build/$1" -j"$(nproc)" "${@:2}"; } >"$log" 2>&1; then
+    cat "$log" >&2
+    die "the $1 build failed"
+  fi
+}
