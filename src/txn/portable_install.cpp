@@ -1,5 +1,8 @@
 #include "txn/portable_install.h"
 
+#include <algorithm>
+#include <array>
+
 #include "bundle/bundle_check.h"
 #include "bundle/installed_copy.h"
 #include "bundle/required_files.h"
@@ -72,11 +75,11 @@ PortablePieces NamePieces(const Path& root) {
 }
 
 bool AllNamesAreFree(const PortablePieces& pieces) {
-  for (const Path* name :
-       {&pieces.dll.staging, &pieces.data.staging, &pieces.dll.backup, &pieces.data.backup}) {
-    if (CurrentDisk().Status(*name) != FileStatus::Absent) return false;
-  }
-  return true;
+  const std::array names{&pieces.dll.staging, &pieces.data.staging, &pieces.dll.backup,
+                         &pieces.data.backup};
+  return std::all_of(names.begin(), names.end(), [](const Path* name) {
+    return CurrentDisk().Status(*name) == FileStatus::Absent;
+  });
 }
 
 bool StageAndVerify(const Path& bundle, const PortablePieces& pieces) {
