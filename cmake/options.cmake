@@ -5,6 +5,7 @@ target_include_directories(k7k_options INTERFACE ${PROJECT_SOURCE_DIR}/src)
 if(MSVC)
   target_compile_definitions(k7k_options INTERFACE UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN)
   target_compile_options(k7k_options INTERFACE /W4 /WX /utf-8 /permissive- /EHsc /guard:cf)
+  target_link_options(k7k_options INTERFACE /guard:cf /STACK:16777216)
 else()
   target_compile_options(k7k_options INTERFACE
     -Wall -Wextra -Wpedantic -Wconversion -Wshadow -Werror)
@@ -14,9 +15,10 @@ if(MINGW)
   # Windows 10 is the oldest that runs the supported versions of OBS.
   target_compile_definitions(k7k_options INTERFACE
     UNICODE _UNICODE NOMINMAX WIN32_LEAN_AND_MEAN _WIN32_WINNT=0x0A00)
-  # No DLL that Windows does not bring; addresses that cannot be guessed; no executable data.
+  # No DLL that Windows does not bring; addresses that cannot be guessed; no executable data; stack
+  # for the removal of the deepest tree that NTFS can hold.
   target_link_options(k7k_options INTERFACE
-    -static -Wl,--dynamicbase,--high-entropy-va,--nxcompat)
+    -static -Wl,--dynamicbase,--high-entropy-va,--nxcompat,--stack,16777216)
 endif()
 
 if(K7K_SANITIZE)

@@ -27,7 +27,8 @@ constexpr std::string_view kGap = "  ";  // between digest and path
 constexpr std::size_t kDigestLength = 64;
 constexpr std::size_t kLineCount = kHeader.size() + RequiredFiles.size();
 
-using DigestByPath = std::map<std::string, std::string>;
+// Both point into the lines that were read: a hostile manifest may have very long ones.
+using DigestByPath = std::map<std::string_view, std::string_view>;
 
 // The lines of a manifest without their ends. False after a read error.
 bool ReadLines(std::istream& stream, std::vector<std::string>& lines) {
@@ -40,12 +41,12 @@ bool ReadLines(std::istream& stream, std::vector<std::string>& lines) {
   return stream.eof();
 }
 
-bool AddEntry(const std::string& line, DigestByPath& entries) {
+bool AddEntry(std::string_view line, DigestByPath& entries) {
   if (line.find(kGap) != kDigestLength) return false;
-  std::string path = line.substr(kDigestLength + kGap.size());
+  const std::string_view path = line.substr(kDigestLength + kGap.size());
   if (path.empty()) return false;
   // The digest is taken as it is: one that is not lower-case hex equals no computed digest.
-  return entries.emplace(std::move(path), line.substr(0, kDigestLength)).second;
+  return entries.emplace(path, line.substr(0, kDigestLength)).second;
 }
 
 }  // namespace

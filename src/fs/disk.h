@@ -38,7 +38,7 @@ struct FinalPathAnswer {
 
 // A walk over everything below a folder, entries in the file system's order, a folder before its
 // content. Links are listed and never entered. A step that fails ends the walk: AtEnd and Failed
-// are then both true.
+// are then both true. A folder whose name Win32 cannot reach ("x.") is such a step.
 class TreeWalk {
  public:
   virtual ~TreeWalk() = default;
@@ -74,11 +74,11 @@ class Disk {
   virtual std::unique_ptr<TreeWalk> Walk(const Path& root) = 0;
 
   // Creates one folder; its parent must exist. True when a folder is there afterwards, false when
-  // the path is taken by a file or cannot be created.
+  // the path is taken by a file or a link or cannot be created.
   virtual bool CreateFolder(const Path& path) = 0;
 
-  // Copies one file, a link's target for a link. Fails when anything is at `to` already. A failure
-  // may leave a partial file at `to`.
+  // Copies one file, a link's target for a link. Fails when anything is at `to` already, a dangling
+  // link too. A failure may leave a partial file at `to`.
   virtual bool Copy(const Path& from, const Path& to) = 0;
 
   // Renames a file or a whole folder, links not followed. Replaces a file at `to`, never a folder
@@ -86,7 +86,7 @@ class Disk {
   // has moved.
   virtual int Move(const Path& from, const Path& to) = 0;
 
-  // Removes a file, a link or a folder with everything below it, read-only entries too. No link is
+  // Removes a file, a link or a folder with everything below it, read-only files too. No link is
   // ever followed, not even one that appears while the removal runs: it is removed as a link, or
   // the removal fails. True when nothing is left (also when nothing was there); false may leave a
   // part of the tree.

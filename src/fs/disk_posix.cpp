@@ -93,7 +93,7 @@ class PosixDisk : public Disk {
 
   bool CreateFolder(const Path& path) override {
     if (::mkdir(path.c_str(), 0777) == 0) return true;
-    return errno == EEXIST && Status(path) == FileStatus::Folder;
+    return errno == EEXIST && Status(path) == FileStatus::Folder && !IsReparsePoint(path);
   }
 
   bool Copy(const Path& from, const Path& to) override {

@@ -32,10 +32,19 @@ FileStatus AfterError(DWORD error) {
   return IsNotFound(error) ? FileStatus::Absent : FileStatus::Unreadable;
 }
 
-// Opens what is at the path, links followed, to ask about it and for nothing else.
-KernelHandle OpenToAsk(const Path& path) {
-  return KernelHandle(::CreateFileW(Win32Text(path).c_str(), FILE_READ_ATTRIBUTES, kShareAll,
-                                    nullptr, OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+// What is at a path, links followed, opened to ask about it and for nothing else.
+struct OpenedToAsk {
+  KernelHandle handle;
+  DWORD error = 0;  // when there is no handle
+};
+
+OpenedToAsk OpenToAsk(const Path& path) {
+  const std::wstring text = Win32Text(path);
+  OpenedToAsk opened;
+  opened.handle = KernelHandle(::CreateFileW(text.c_str(), FILE_READ_ATTRIBUTES, kShareAll, nullptr,
+                                             OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  if (!opened.handle) opened.error = ::GetLastError();
+  return opened;
 }
 
 FileStatus StatusOf(DWORD attributes) {
@@ -103,12 +112,14 @@ class WindowsTreeWalk : public TreeWalk {
   }
 
   void Enter(const Path& folder) {
+    const std::wstring pattern = Win32Text(folder / L"*");
     Level level{folder, FindHandle(), {}};
-    level.search = FindHandle(::FindFirstFileExW(Win32Text(folder / L"*").c_str(), FindExInfoBasic,
-                                                 &level.data, FindExSearchNameMatch, nullptr, 0));
+    level.search = FindHandle(::FindFirstFileExW(pattern.c_str(), FindExInfoBasic, &level.data,
+                                                 FindExSearchNameMatch, nullptr, 0));
+    const DWORD error = level.search ? 0 : ::GetLastError();
     // The root of a drive lists no "." and ".."; without a file it gives "file not found".
-    if (!level.search && ::GetLastError() != ERROR_FILE_NOT_FOUND) return Fail();
-    const bool found = static_cast<bool>(level.search) && !IsDots(level.data);
+    if (!level.search && error != ERROR_FILE_NOT_FOUND) return Fail();
+    const bool found = level.search && !IsDots(level.data);
     levels_.push_back(std::move(level));
     if (!found) Next();
   }
@@ -146,33 +157,34 @@ class BufferedOutput : private StreamBuffer, public std::ofstream {
 class WindowsDisk : public Disk {
  public:
   FileStatus Status(const Path& path) override {
-    const DWORD attributes = ::GetFileAttributesW(Win32Text(path).c_str());
+    const std::wstring text = Win32Text(path);
+    const DWORD attributes = ::GetFileAttributesW(text.c_str());
     if (attributes == INVALID_FILE_ATTRIBUTES) return AfterError(::GetLastError());
     if ((attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) return StatusOf(attributes);
 
-    const KernelHandle target = OpenToAsk(path);
-    if (!target) return AfterError(::GetLastError());
+    const OpenedToAsk target = OpenToAsk(path);
+    if (!target.handle) return AfterError(target.error);
     FILE_BASIC_INFO info{};
-    if (!::GetFileInformationByHandleEx(target.Get(), FileBasicInfo, &info, sizeof(info))) {
+    if (!::GetFileInformationByHandleEx(target.handle.Get(), FileBasicInfo, &info, sizeof(info))) {
       return FileStatus::Unreadable;
     }
     return StatusOf(info.FileAttributes);
   }
 
   bool IsReparsePoint(const Path& path) override {
-    const DWORD attributes =
-        ::GetFileAttributesW(Win32Text(WithoutTrailingSeparators(path)).c_str());
+    const std::wstring text = Win32Text(WithoutTrailingSeparators(path));
+    const DWORD attributes = ::GetFileAttributesW(text.c_str());
     return attributes != INVALID_FILE_ATTRIBUTES &&
            (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
   }
 
   FinalPathAnswer FinalPath(const Path& path) override {
-    const KernelHandle found = OpenToAsk(path);
-    if (!found) return {AfterError(::GetLastError()), {}};
-    std::wstring text = FinalPathText(found.Get(), FILE_NAME_NORMALIZED | VOLUME_NAME_DOS);
+    const OpenedToAsk found = OpenToAsk(path);
+    if (!found.handle) return {AfterError(found.error), {}};
+    std::wstring text = FinalPathText(found.handle.Get(), FILE_NAME_NORMALIZED | VOLUME_NAME_DOS);
     if (text.empty() && ::GetLastError() == ERROR_PATH_NOT_FOUND) {
       // A volume without a drive letter has a device name alone.
-      text = FinalPathText(found.Get(), FILE_NAME_NORMALIZED | VOLUME_NAME_NT);
+      text = FinalPathText(found.handle.Get(), FILE_NAME_NORMALIZED | VOLUME_NAME_NT);
       if (!text.empty()) text.insert(0, L"\\\\?\\GLOBALROOT");
     }
     if (text.empty()) return {FileStatus::Unreadable, {}};
@@ -180,10 +192,10 @@ class WindowsDisk : public Disk {
   }
 
   std::optional<std::uint64_t> Size(const Path& path) override {
-    const KernelHandle file = OpenToAsk(path);
+    const OpenedToAsk file = OpenToAsk(path);
     FILE_STANDARD_INFO info{};
-    if (!file ||
-        !::GetFileInformationByHandleEx(file.Get(), FileStandardInfo, &info, sizeof(info)) ||
+    if (!file.handle ||
+        !::GetFileInformationByHandleEx(file.handle.Get(), FileStandardInfo, &info, sizeof(info)) ||
         info.Directory) {
       return std::nullopt;
     }
@@ -195,16 +207,22 @@ class WindowsDisk : public Disk {
   }
 
   bool CreateFolder(const Path& path) override {
-    if (::CreateDirectoryW(Win32Text(path).c_str(), nullptr)) return true;
-    return ::GetLastError() == ERROR_ALREADY_EXISTS && Status(path) == FileStatus::Folder;
+    const std::wstring text = Win32Text(path);
+    if (::CreateDirectoryW(text.c_str(), nullptr)) return true;
+    return ::GetLastError() == ERROR_ALREADY_EXISTS && Status(path) == FileStatus::Folder &&
+           !IsReparsePoint(path);
   }
 
   bool Copy(const Path& from, const Path& to) override {
+    // The system would create the missing target of a dangling link.
+    if (IsReparsePoint(to)) return false;
     return ::CopyFileW(Win32Text(from).c_str(), Win32Text(to).c_str(), TRUE) != FALSE;
   }
 
   int Move(const Path& from, const Path& to) override {
-    if (::MoveFileExW(Win32Text(from).c_str(), Win32Text(to).c_str(),
+    const std::wstring from_text = Win32Text(from);
+    const std::wstring to_text = Win32Text(to);
+    if (::MoveFileExW(from_text.c_str(), to_text.c_str(),
                       MOVEFILE_REPLACE_EXISTING | MOVEFILE_COPY_ALLOWED)) {
       return 0;
     }
@@ -241,7 +259,8 @@ Disk& NativeDisk() {
 bool IsAbsolute(const Path& path) {
   // The standard library of the cross toolchain denies it to "\\server\share" and "\\?\C:\".
   const std::wstring text = Win32Text(path);
-  if (text.starts_with(L"\\\\")) return true;
+  if (text.starts_with(L"\\\\")) return text.size() > 2 && text[2] != L'\\';
+  if (text.starts_with(L"\\??\\")) return true;
   const bool letter = !text.empty() && ((text[0] >= L'A' && text[0] <= L'Z') ||
                                         (text[0] >= L'a' && text[0] <= L'z'));
   return letter && text.size() > 2 && text[1] == L':' && text[2] == L'\\';

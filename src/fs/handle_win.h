@@ -27,8 +27,15 @@ using FindHandle = Owner<FindHandleTraits>;
 
 constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELETE;
 
-// Behind a "\\?\" prefix Win32 takes "\" alone, and our fixed relative names are written with "/".
-inline std::wstring Win32Text(Path path) { return path.make_preferred().native(); }
+// A path as the text of a Win32 call. Behind a "\\?\" prefix Win32 takes "\" alone, and our fixed
+// relative names are written with "/"; and there the name of a volume without a separator after it
+// is the device, not its root folder.
+inline std::wstring Win32Text(Path path) {
+  std::wstring text = path.make_preferred().native();
+  const bool is_device = text.starts_with(L"\\\\?\\") || text.starts_with(L"\\\\.\\");
+  if (is_device && text.size() > 4 && text.find(L'\\', 4) == std::wstring::npos) text += L'\\';
+  return text;
+}
 
 // Whether an error code means that nothing is there: file or path not found, bad network path,
 // network name deleted, invalid name, invalid directory name ("System Error Codes", Win32).

@@ -2,6 +2,23 @@
 
 namespace k7k {
 
+namespace {
+
+// base with the names of rest behind it, "." and ".." taken out. base keeps its text: normalising
+// it would cost a network share one of its two leading separators.
+Path Append(Path base, const Path& rest) {
+  for (const Path& name : rest) {
+    if (name == "..") {
+      base = base.parent_path();
+    } else if (name != "." && !name.empty()) {
+      base /= name;
+    }
+  }
+  return base;
+}
+
+}  // namespace
+
 bool IsReparsePoint(const Path& path) { return CurrentDisk().IsReparsePoint(path); }
 
 Path ResolvePath(const Path& path, std::error_code& error) {
@@ -15,7 +32,7 @@ Path ResolvePath(const Path& path, std::error_code& error) {
       return {};
     }
     if (answer.status != FileStatus::Absent) {
-      return rest.empty() ? answer.path : (answer.path / rest).lexically_normal();
+      return Append(answer.path, rest);
     }
     const Path parent = existing.parent_path();
     if (parent == existing) break;  // a root that is not there

@@ -25,6 +25,7 @@ constexpr ULONG kDoNotReparse = 0x1000;        // OBJ_DONT_REPARSE
 constexpr NTSTATUS kNoSuchFile = static_cast<NTSTATUS>(0xC000000F);
 constexpr NTSTATUS kNameNotFound = static_cast<NTSTATUS>(0xC0000034);
 constexpr NTSTATUS kAccessDenied = static_cast<NTSTATUS>(0xC0000022);
+constexpr NTSTATUS kSharingViolation = static_cast<NTSTATUS>(0xC0000043);
 
 // FileDispositionInfoEx, from the page "FILE_INFO_BY_HANDLE_CLASS enumeration (minwinbase.h)".
 constexpr auto kDispositionEx = static_cast<FILE_INFO_BY_HANDLE_CLASS>(21);
@@ -64,16 +65,22 @@ NTSTATUS OpenIn(HANDLE folder, const std::wstring& name, ACCESS_MASK access, Ker
   return status;
 }
 
-// Clearing a read-only bit needs a right of its own, which an entry that can be deleted may deny.
+// Listing a folder and clearing a read-only bit need rights of their own, which an entry that can
+// be deleted, or whoever has it open, may deny. They are given up one after the other.
 NTSTATUS OpenForDeletion(HANDLE folder, const std::wstring& name, KernelHandle& opened) {
-  const ACCESS_MASK access = DELETE | FILE_READ_ATTRIBUTES | FILE_LIST_DIRECTORY;
-  const NTSTATUS status = OpenIn(folder, name, access | FILE_WRITE_ATTRIBUTES, opened);
-  return status == kAccessDenied ? OpenIn(folder, name, access, opened) : status;
+  constexpr ACCESS_MASK kDelete = DELETE | FILE_READ_ATTRIBUTES;
+  NTSTATUS status = kAccessDenied;
+  for (const ACCESS_MASK more : {FILE_LIST_DIRECTORY | FILE_WRITE_ATTRIBUTES, FILE_LIST_DIRECTORY,
+                                 FILE_WRITE_ATTRIBUTES, 0}) {
+    status = OpenIn(folder, name, kDelete | more, opened);
+    if (status != kAccessDenied && status != kSharingViolation) break;
+  }
+  return status;
 }
 
 std::optional<DWORD> AttributesOf(HANDLE handle) {
-  FILE_ATTRIBUTE_TAG_INFO info{};
-  if (!::GetFileInformationByHandleEx(handle, FileAttributeTagInfo, &info, sizeof(info))) {
+  FILE_BASIC_INFO info{};  // every file system answers this; FAT knows no FileAttributeTagInfo
+  if (!::GetFileInformationByHandleEx(handle, FileBasicInfo, &info, sizeof(info))) {
     return std::nullopt;
   }
   return info.FileAttributes;
@@ -100,19 +107,20 @@ bool IsEntryOf(HANDLE folder, const std::wstring& name, HANDLE entry) {
 }
 
 bool ListEntries(HANDLE folder, std::vector<ListedEntry>& entries) {
-  alignas(FILE_ID_BOTH_DIR_INFO) static char buffer[65536];
-  FILE_INFO_BY_HANDLE_CLASS next = FileIdBothDirectoryRestartInfo;
+  alignas(FILE_FULL_DIR_INFO) static char buffer[65536];
+  FILE_INFO_BY_HANDLE_CLASS next = FileFullDirectoryRestartInfo;
   while (::GetFileInformationByHandleEx(folder, next, buffer, sizeof(buffer))) {
-    next = FileIdBothDirectoryInfo;
+    next = FileFullDirectoryInfo;
     for (const char* at = buffer;;) {
-      const auto* info = reinterpret_cast<const FILE_ID_BOTH_DIR_INFO*>(at);
+      const auto* info = reinterpret_cast<const FILE_FULL_DIR_INFO*>(at);
       std::wstring name(info->FileName, info->FileNameLength / sizeof(wchar_t));
       if (name != L"." && name != L"..") entries.push_back({std::move(name), info->FileAttributes});
       if (info->NextEntryOffset == 0) break;
       at += info->NextEntryOffset;
     }
   }
-  return ::GetLastError() == ERROR_NO_MORE_FILES;
+  const DWORD error = ::GetLastError();
+  return error == ERROR_NO_MORE_FILES || error == ERROR_FILE_NOT_FOUND;
 }
 
 // Deletes what the handle stands for once it is closed; on a current Windows at once, whoever else
@@ -170,9 +178,9 @@ bool RemoveIn(HANDLE folder, const std::wstring& name, std::optional<DWORD> list
 
 bool RemoveWithoutFollowing(const Path& path) {
   const Path parent = path.has_parent_path() ? path.parent_path() : Path(L".");
-  const KernelHandle folder(::CreateFileW(Win32Text(parent).c_str(), FILE_READ_ATTRIBUTES,
-                                          kShareAll, nullptr, OPEN_EXISTING,
-                                          FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  const std::wstring text = Win32Text(parent);
+  const KernelHandle folder(::CreateFileW(text.c_str(), FILE_READ_ATTRIBUTES, kShareAll, nullptr,
+                                          OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
   if (!folder) return IsNotFound(::GetLastError());
   return path.has_filename() && RemoveIn(folder.Get(), path.filename().native(), std::nullopt);
 }

@@ -6,11 +6,14 @@
 namespace k7k {
 
 // Loads a DLL from the system folder and from nowhere else, so that a file of that name planted
-// beside the program is not run. It stays loaded: the program runs one short command.
+// beside the program is not run; what the DLL itself loads later comes from there as well. It stays
+// loaded: the program runs one short command.
 class SystemLibrary {
  public:
-  explicit SystemLibrary(const wchar_t* name)
-      : module_(::LoadLibraryExW(name, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32)) {}
+  explicit SystemLibrary(const wchar_t* name) {
+    ::SetDefaultDllDirectories(LOAD_LIBRARY_SEARCH_SYSTEM32);
+    module_ = ::LoadLibraryExW(name, nullptr, LOAD_LIBRARY_SEARCH_SYSTEM32);
+  }
 
   // The function of that name, or null when it or the library is missing.
   template <class Function>
@@ -21,7 +24,7 @@ class SystemLibrary {
   }
 
  private:
-  HMODULE module_;
+  HMODULE module_ = nullptr;
 };
 
 }  // namespace k7k

@@ -6,7 +6,7 @@ namespace k7k {
 
 Path GetTemporaryFolder() {
   const char* text = std::getenv("TMPDIR");
-  return text != nullptr && *text != '\0' ? text : "/tmp";
+  return text != nullptr && IsAbsolute(text) ? text : "/tmp";
 }
 
 }  // namespace k7k

@@ -53,7 +53,7 @@ struct PortablePieces {
 
 bool CheckSeparateTrees(const Path& bundle, const Path& root, std::wstring* detail) {
   // The second resolution clears the first one's error, so a bundle root that cannot be resolved is
-  // not refused here and goes on as an empty path, which overlaps nothing: meant.
+  // not refused for it and goes on as an empty path: meant.
   std::error_code error;
   const Path resolved_bundle = ResolvePath(bundle, error);
   const Path resolved_root = ResolvePath(root, error);

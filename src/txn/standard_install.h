@@ -13,9 +13,9 @@ namespace k7k {
 // new one in, verify, delete the old one. Any failure puts the old copy back.
 //
 // Whatever the outcome, the old or the new copy is complete: at its place, or, when a move back
-// failed, under the private backup name beside it. The staging folder is removed on every way out.
-// detail (may be null) has the message of every outcome but Installed, which writes one only when
-// the backup could not be deleted.
+// failed, under the private backup name beside it. Every way out tries to remove the staging
+// folder. detail (may be null) has the message of every outcome but Installed, which writes one
+// only when the backup could not be deleted.
 InstallOutcome InstallPlugin(const Path& payload, const Path& plugin_parent, std::wstring* detail,
                              InjectedFailure injected);
 
