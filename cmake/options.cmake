@@ -26,3 +26,8 @@ if(K7K_SANITIZE)
     -fsanitize=address,undefined -fno-sanitize-recover=all -fno-omit-frame-pointer)
   target_link_options(k7k_options INTERFACE -fsanitize=address,undefined)
 endif()
+
+if(K7K_COVERAGE)
+  target_compile_options(k7k_options INTERFACE --coverage -fprofile-update=atomic)
+  target_link_options(k7k_options INTERFACE --coverage)
+endif()
