@@ -88,6 +88,8 @@ class WindowsTreeWalk : public TreeWalk {
     const DWORD attributes = levels_.back().data.dwFileAttributes;
     if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
         (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
+      // Asked afresh: a link may have taken the folder's place since it was listed.
+      if (NativeDisk().IsReparsePoint(Entry())) return Fail();
       Enter(Entry());
     } else {
       Next();

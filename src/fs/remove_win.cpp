@@ -182,6 +182,9 @@ bool RemoveWithoutFollowing(const Path& path) {
   const KernelHandle folder(::CreateFileW(text.c_str(), FILE_READ_ATTRIBUTES, kShareAll, nullptr,
                                           OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
   if (!folder) return IsNotFound(::GetLastError());
+  const std::optional<DWORD> attributes = AttributesOf(folder.Get());
+  if (!attributes) return false;
+  if ((*attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) return true;  // nothing is below a file
   return path.has_filename() && RemoveIn(folder.Get(), path.filename().native(), std::nullopt);
 }
 

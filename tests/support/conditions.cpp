@@ -1,0 +1,18 @@
+#include "support/conditions.h"
+
+#include "support/platform.h"
+
+namespace k7k::test {
+
+std::vector<Path> OddNames() {
+  return {Path("two  words and more"), Path(u8"zażółć gęślą 日本語"), Path(u8"music \U0001F3B5"),
+          Path(std::string(220, 'n')), Path("a.b.c..d")};
+}
+
+Path LongFolder(const Path& parent) {
+  const Path start =
+      RunsOnWindows() ? Path(L"\\\\?\\" + Path(parent).make_preferred().wstring()) : parent;
+  return start / std::string(120, 'p') / std::string(120, 'q') / std::string(120, 'r');
+}
+
+}  // namespace k7k::test

@@ -1,0 +1,184 @@
+// The comparison file by file, for the two places of a portable target.
+#include <gtest/gtest.h>
+
+#include "bundle/installed_copy.h"
+#include "support/bundles.h"
+#include "support/odd_disks.h"
+#include "support/platform.h"
+#include "support/test_tree.h"
+
+namespace k7k {
+namespace {
+
+using test::Call;
+using test::FailEach;
+using test::FaultDisk;
+using test::MakeFolder;
+using test::ReadFile;
+using test::TakeTree;
+using test::TestFolder;
+using test::Tree;
+using test::WriteFile;
+
+// Where each required file lies in the portable target of these tests.
+constexpr std::array<const char*, 6> kTargets{
+    "target/any name",
+    "target/data/locale/en-US.ini",
+    "target/data/locale/zh-TW.ini",
+    "target/data/locale/zh-CN.ini",
+    "target/data/locale/ja-JP.ini",
+    "target/data/locale/ko-KR.ini",
+};
+
+class PortableCompareTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    test::WriteSteppedBundle(bundle);
+    for (std::size_t i = 0; i < 6; ++i) {
+      WriteFile(folder / kTargets[i], ReadFile(bundle / test::kFiles[i]));
+    }
+  }
+
+  void ExpectSame() const {
+    std::uint64_t bytes = 7;
+    EXPECT_TRUE(ComparePortableFiles(bundle, library, data, &bytes));
+    EXPECT_EQ(bytes, 111111u);
+    EXPECT_TRUE(ComparePortableFiles(bundle, library, data, nullptr));
+  }
+
+  void ExpectDifferent() const {
+    const Tree before = TakeTree(folder.path());
+    std::uint64_t bytes = 7;
+    EXPECT_FALSE(ComparePortableFiles(bundle, library, data, &bytes));
+    EXPECT_EQ(bytes, 7u);
+    EXPECT_FALSE(ComparePortableFiles(bundle, library, data, nullptr));
+    EXPECT_EQ(TakeTree(folder.path()), before);
+  }
+
+  static void Remove(const Path& path) { ASSERT_TRUE(NativeDisk().RemoveAll(path)); }
+
+  const TestFolder folder;
+  const Path bundle = folder / "bundle";
+  const Path library = folder / "target/any name";
+  const Path data = folder / "target/data";
+};
+
+TEST_F(PortableCompareTest, ComparePortableFiles_SameFiles_StoresTheSumOfTheSix) { ExpectSame(); }
+
+TEST_F(PortableCompareTest, ComparePortableFiles_DataFolderWithTrailingSeparator_IsTheSame) {
+  EXPECT_TRUE(ComparePortableFiles(bundle, library, data / "", nullptr));
+}
+
+TEST_F(PortableCompareTest, ComparePortableFiles_KoreanFileMissing_Differ) {
+  Remove(data / "locale/ko-KR.ini");
+  ExpectDifferent();
+}
+
+TEST_F(PortableCompareTest, ComparePortableFiles_ExtraLocaleFile_IsTheSame) {
+  WriteFile(data / "locale/fr-FR.ini", "extra");
+  ExpectSame();
+}
+
+TEST_F(PortableCompareTest, ComparePortableFiles_NullCounter_AnswersTheSame) {
+  EXPECT_TRUE(ComparePortableFiles(bundle, library, data, nullptr));
+  Remove(library);
+  EXPECT_FALSE(ComparePortableFiles(bundle, library, data, nullptr));
+}
+
+TEST_F(PortableCompareTest, ComparePortableFiles_LibraryPathIsTakenAsGiven_NotJoinedToAnything) {
+  ASSERT_EQ(0, NativeDisk().Move(library, folder / "elsewhere.bin"));
+  std::uint64_t bytes = 7;
+  EXPECT_TRUE(ComparePortableFiles(bundle, folder / "elsewhere.bin", data, &bytes));
+  EXPECT_EQ(bytes, 111111u);
+}
+
+TEST_F(PortableCompareTest, ComparePortableFiles_LocaleFilesBelowDataTwice_Differ) {
+  // As if the bundle's own "data" had been kept in the path.
+  ASSERT_EQ(0, NativeDisk().Move(data, folder / "target/moved"));
+  MakeFolder(data);
+  ASSERT_EQ(0, NativeDisk().Move(folder / "target/moved", data / "data"));
+  ExpectDifferent();
+}
+
+TEST_F(PortableCompareTest, ComparePortableFiles_NoManifestAnywhere_IsTheSame) {
+  Remove(bundle / "manifest.sha256");
+  ExpectSame();
+}
+
+TEST_F(PortableCompareTest, ComparePortableFiles_LibraryDiffers_NoLocaleFileIsLookedAt) {
+  WriteFile(library, "other");
+  FaultDisk disk;
+  EXPECT_FALSE(ComparePortableFiles(bundle, library, data, nullptr));
+  EXPECT_EQ(disk.Count(Call::OpenInput), 2);
+  for (const test::DiskCall& call : disk.calls) {
+    EXPECT_TRUE(call.path == library || call.path == bundle / test::kFiles[0]) << call.path;
+  }
+}
+
+class PortableCompareEachTest : public PortableCompareTest,
+                                public testing::WithParamInterface<std::size_t> {
+ protected:
+  const Path source = bundle / test::kFiles[GetParam()];
+  const Path target = folder / kTargets[GetParam()];
+};
+
+INSTANTIATE_TEST_SUITE_P(All, PortableCompareEachTest, testing::Range<std::size_t>(0, 6));
+
+TEST_P(PortableCompareEachTest, ComparePortableFiles_TargetMissing_Differ) {
+  Remove(target);
+  ExpectDifferent();
+}
+
+TEST_P(PortableCompareEachTest, ComparePortableFiles_TargetIsAFolder_Differ) {
+  Remove(target);
+  MakeFolder(target);
+  ExpectDifferent();
+}
+
+TEST_P(PortableCompareEachTest, ComparePortableFiles_TargetHasTheSameSizeOnly_Differ) {
+  std::string content = ReadFile(target);
+  content.front() = 'y';
+  WriteFile(target, content);
+  ExpectDifferent();
+}
+
+TEST_P(PortableCompareEachTest, ComparePortableFiles_SourceMissing_Differ) {
+  Remove(source);
+  ExpectDifferent();
+}
+
+TEST_P(PortableCompareEachTest, ComparePortableFiles_TargetStatusUnreadable_Differ) {
+  FaultDisk disk;
+  disk.fails = FailEach(Call::Status, target);
+  ExpectDifferent();
+}
+
+TEST_P(PortableCompareEachTest, ComparePortableFiles_TargetIsALinkOfAnyKind_Differ) {
+  test::LateLinkDisk disk(target, 1);
+  std::uint64_t bytes = 7;
+  EXPECT_FALSE(ComparePortableFiles(bundle, library, data, &bytes));
+  EXPECT_EQ(bytes, 7u);
+}
+
+TEST_P(PortableCompareEachTest, ComparePortableFiles_TargetAttributesUnreadable_IsNoLink) {
+  FaultDisk disk;
+  disk.fails = FailEach(Call::IsReparsePoint, target);
+  ExpectSame();
+}
+
+TEST_P(PortableCompareEachTest, ComparePortableFiles_EitherSideCannotBeRead_Differ) {
+  for (const Path& file : {source, target}) {
+    FaultDisk disk;
+    disk.fails = FailEach(Call::Read, file);
+    ExpectDifferent();
+  }
+}
+
+TEST_P(PortableCompareEachTest, ComparePortableFiles_TargetSizeUnreadable_Differ) {
+  FaultDisk disk;
+  disk.fails = FailEach(Call::Size, target);
+  ExpectDifferent();
+}
+
+}  // namespace
+}  // namespace k7k
