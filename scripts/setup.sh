@@ -58,7 +58,17 @@ start_wine() {
     /usr/lib/wine/wineserver -w
   fi
   /usr/lib/wine/wineserver -p >/dev/null 2>&1
+  # One program that stays, waiting for input that never comes. Wine's services start with it and
+  # stay as long; a test that started them would wait for them to close its output.
+  mkfifo "$WINEPREFIX/never"
+  exec 9<>"$WINEPREFIX/never"
+  rm "$WINEPREFIX/never"
+  /usr/lib/wine/wine64 cmd <&9 >/dev/null 2>&1 &
+  WINEDLLOVERRIDES=mscoree,mshtml= /usr/lib/wine/wine64 cmd /c exit 9>&- >/dev/null 2>&1 || true
 }
+
+# One cache for all clones on a machine: compilations count as the same wherever the clone lies.
+export CCACHE_BASEDIR="$PWD" CCACHE_NOHASHDIR=1
 
 # Configures and builds one preset; prints the compiler's output only when it fails.
 build() {

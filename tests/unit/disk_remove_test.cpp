@@ -211,6 +211,8 @@ TEST_F(DiskRemoveTest, RemoveAll_NamedPipe_IsRemoved) {
 }
 
 TEST_F(DiskRemoveTest, RemoveAll_FolderThatBecomesALinkMeanwhile_NothingBehindItIsTouched) {
+  // Wine deletes an open file by its Unix path when the handle is closed; Windows by the handle.
+  if (test::RunsUnderWine()) GTEST_SKIP() << "Wine deletes by the Unix path, where a swap can win";
   using Clock = std::chrono::steady_clock;
   int rounds_that_met_the_link = 0;
   const auto end = Clock::now() + std::chrono::seconds(1);

@@ -60,6 +60,20 @@ TEST_F(PortableInstallFailuresTest, EntryThatIsNeitherFileNorFolder_TheCopysMess
   ExpectUndone(InstallOutcome::RolledBack, kNotStaged);
 }
 
+// The copy's own verdict counts, whatever the comparison of the staged files would say.
+TEST_F(PortableInstallFailuresTest, CopyFailsWithEveryRequiredFileStaged_IsNotStaged) {
+  disk.fails = [&](const DiskCall& call) {
+    if (!On(Call::Copy, bundle / "data" / "extra" / "notes.txt")(call)) return false;
+    const Path locale = call.to.parent_path().parent_path() / "locale";
+    NativeDisk().CreateFolder(locale);
+    for (const char* file : {"en-US.ini", "zh-TW.ini", "zh-CN.ini", "ja-JP.ini", "ko-KR.ini"}) {
+      Plant(locale / file, std::string(32, 'N'));
+    }
+    return true;
+  };
+  ExpectUndone(InstallOutcome::RolledBack, kNotStaged);
+}
+
 TEST_F(PortableInstallFailuresTest, DataStagingCannotBeCreated_IsNotStaged) {
   disk.fails = OnPrivate(Call::CreateFolder, L"portable-data-staging");
   ExpectUndone(InstallOutcome::RolledBack, kNotStaged);

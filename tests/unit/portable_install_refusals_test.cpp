@@ -113,23 +113,40 @@ TEST_F(PortableInstallRefusalsTest, DataPathCannotBeAskedAbout_IsRefusedWithoutA
   ExpectRefused(InstallOutcome::Refused, kSentinel, Now());
 }
 
-TEST_F(PortableInstallRefusalsTest, LinkThatAppearsAfterTheParentsWereMade_IsRefused) {
-  MakeFolder(folder / "elsewhere");
-  const auto parent = data.parent_path();
-  bool made = false;
-  disk.fails = [&](const DiskCall& call) {
-    // The first question about the data folder with its parent there is that of the last check.
-    if (!made && call.call == Call::Status && call.path == data &&
-        NativeDisk().Status(parent) == FileStatus::Folder) {
-      made = true;
-      MakeFolderLink(folder / "elsewhere", data);
-    }
-    return false;
-  };
-  EXPECT_EQ(Install(), InstallOutcome::Refused);
-  EXPECT_EQ(detail, L"The portable OBS plugin data path is unsafe");
-  EXPECT_TRUE(made);
-  EXPECT_TRUE(TakeTree(folder / "elsewhere").empty());
+// A link to a folder elsewhere, in the data folder's place, for the target check that comes after
+// the parents were created: the first question about the data folder with its parent there.
+class PortableInstallLateLinkTest : public PortableInstallRefusalsTest {
+ protected:
+  PortableInstallLateLinkTest() { MakeFolder(elsewhere); }
+
+  Rule LateLink() {
+    return Before(
+        [this](const DiskCall& call) {
+          return On(Call::Status, data)(call) &&
+                 NativeDisk().Status(data.parent_path()) == FileStatus::Folder;
+        },
+        [this](const Path& path) { MakeFolderLink(elsewhere, path); });
+  }
+
+  void ExpectDataUnsafe() {
+    EXPECT_EQ(Install(), InstallOutcome::Refused);
+    EXPECT_EQ(detail, L"The portable OBS plugin data path is unsafe");
+    EXPECT_EQ(PrivateCalls(disk), 0);
+    EXPECT_TRUE(NativeDisk().IsReparsePoint(data));
+    EXPECT_TRUE(TakeTree(elsewhere).empty());
+  }
+
+  const Path elsewhere = folder / "elsewhere";
+};
+
+TEST_F(PortableInstallLateLinkTest, LinkThatAppearsAfterTheParentsWereMade_IsRefused) {
+  disk.fails = LateLink();
+  ExpectDataUnsafe();
+}
+
+TEST_F(PortableInstallLateLinkTest, LateLinkAndUnresolvableRoot_TheTargetIsReported) {
+  disk.fails = Either(LateLink(), On(Call::FinalPath, root));
+  ExpectDataUnsafe();
 }
 
 // Separate trees.

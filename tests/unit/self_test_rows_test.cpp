@@ -66,6 +66,7 @@ INSTANTIATE_TEST_SUITE_P(
                     RowFault{"FolderNotValid", 11, 7, Call::OpenInput, kManifest, 0},
                     RowFault{"WrongByte", 11, 7, Call::OpenInput, kLibrary, 1},
                     RowFault{"MoveAside", 12, 8, Call::Move, "", 0},
+                    RowFault{"FolderCannotBeAskedAbout", 12, 8, Call::Status, kPlugin, 0},
                     RowFault{"SecondRemoval", 13, 8, Call::Status, "plugins", 0},
                     RowFault{"FileCannotBeWritten", 8, 8, Call::OpenOutput, "not-a-directory", 0},
                     RowFault{"OtherOutcome", 8, 8, Call::OpenInput, kPayloadManifest, 0},
@@ -102,6 +103,9 @@ INSTANTIATE_TEST_SUITE_P(
                     RowFault{"Restore", 23, 30, Call::Move, "", 0},
                     RowFault{"NotTheBundle", 23, 31, Call::Status, "portable-obs", 0},
                     RowFault{"MoveAside", 24, 32, Call::Move, "", 0},
+                    RowFault{"LibraryCannotBeAskedAbout", 24, 33, Call::Status, kPortableLibrary,
+                             0},
+                    RowFault{"LocaleCannotBeAskedAbout", 24, 33, Call::Status, kPortableLocale, 0},
                     RowFault{"SecondRemoval", 25, 33, Call::Status, "portable-obs", 0},
                     RowFault{"TestRootCannotBeRemoved", 9, 33, Call::Remove, ".", 0}),
     RowName);

@@ -128,6 +128,16 @@ TEST_F(SelfTestTest, TemporaryFolderThatIsAFile_Gives2) {
   EXPECT_EQ(TakeTree(folder.path()), (Tree{{"tmp", "file a file"}}));
 }
 
+TEST_F(SelfTestTest, LinkPutInTheTestRootsPlaceFirst_Gives2AndNothingIsWrittenBehindIt) {
+  WriteFile(folder / "elsewhere/kept", "kept");
+  const Tree elsewhere = TakeTree(folder / "elsewhere");
+  disk.fails = Before([](const DiskCall& call) { return NameInTestRoot(call.path) == "."; },
+                      [&](const Path& root) { MakeFolderLink(folder / "elsewhere", root); });
+  EXPECT_EQ(Run(), 2);
+  EXPECT_EQ(diagnostic, L"");
+  EXPECT_EQ(TakeTree(folder / "elsewhere"), elsewhere);
+}
+
 struct FixtureFault {
   const char* name;
   int nth;  // time that the file is opened for writing

@@ -116,6 +116,7 @@ TEST_F(StandardInstallTest, PluginParentReachedThroughALink_IsUsedAsGiven) {
   for (const DiskCall& call : disk.calls) {
     if (call.call == Call::Move) {
       EXPECT_EQ(call.path.parent_path(), given);
+      EXPECT_EQ(call.to, given / "k7k-obs-audio");
     }
   }
 }

@@ -157,6 +157,13 @@ TEST_F(StandardRemovalTest, PluginFolderCannotBeAskedAboutAgain_IsRefused) {
   ExpectRefusedEarly(RemovalOutcome::Refused, kUnsafePlugin);
 }
 
+TEST_F(StandardRemovalTest, PluginFolderThatBecomesAFileBetweenTwoQuestions_IsRefused) {
+  WriteOldCopy();
+  disk.failed_status = FileStatus::File;
+  disk.fails = NthStatus(2, plugin);
+  ExpectRefusedEarly(RemovalOutcome::Refused, kUnsafePlugin);
+}
+
 TEST_F(StandardRemovalTest, PluginPathIsAFile_IsRefused) {
   WriteFile(plugin, "a file");
   ExpectRefusedEarly(RemovalOutcome::Refused, kUnsafePlugin);
