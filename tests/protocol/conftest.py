@@ -14,7 +14,7 @@ from pathlib import Path
 
 import pytest
 
-pytest.register_assert_rewrite("sandbox")
+pytest.register_assert_rewrite("sandbox", "portable_checks")
 
 import trees
 from platforms import REPOSITORY, Host, Wine
@@ -26,7 +26,7 @@ from skip_list import SkipHold
 def pytest_addoption(parser):
     parser.addoption("--platform", choices=("host", "wine"), help="where the program runs")
     parser.addoption("--program", help="the program under test")
-    parser.addoption("--work", help="folder for the sandboxes, emptied at the end")
+    parser.addoption("--work", help="folder for the sandboxes, else pytest's; emptied at the end")
 
 
 def pytest_configure(config):
@@ -55,9 +55,9 @@ def work(request, tmp_path_factory):
     if base:
         folder = Path(base).resolve() / worker
         shutil.rmtree(folder, ignore_errors=True)
-        folder.mkdir(parents=True)
     else:
-        folder = tmp_path_factory.mktemp("protocol")
+        folder = tmp_path_factory.getbasetemp() / "protocol"
+    folder.mkdir(parents=True)
     yield folder
     trees.remove_tree(folder)
     if base:

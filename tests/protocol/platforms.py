@@ -50,7 +50,7 @@ class Wine:
         self._drive = prefix / "drive_c"
         self.sandboxes = self._drive / "t"
         self.sandboxes.mkdir()
-        self._wineserver("-p")
+        self._wineserver("-p60")  # seconds that it waits for the next run, should nobody stop it
         # A program that waits for input: while it stays, Wine's services stay too, and no program
         # is started just as they end.
         self._stays = subprocess.Popen(self.start_command("cmd"), env=self.base_environment(),

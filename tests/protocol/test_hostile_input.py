@@ -18,7 +18,8 @@ def box(sandbox):
 
 @pytest.mark.parametrize("tail", [
     "%s%n%x%p", "{}{0}", "$(touch x)", "`touch x`", "a\nb", "a\tb", "a\rb", "'", "a;b", "a&&b",
-    "*", "?", "[a-z]", "<x", "x>", "|x", "\x01\x02", "\x7f", "\u202egnp.exe", "\ufeff", "..\u2215..",
+    "*", "?", "[a-z]", "<x", "x>", "|x", "\x01\x02", "\x7f", "\u202egnp.exe", "\ufeff",
+    "..\u2215..",
     "x" * 255, "x" * 256, "x" * 300, "/".join(["y" * 200] * 50)], ids=lambda tail: ascii(tail)[:20])
 def test_root_with_a_hostile_name_is_unavailable(box, tail):
     separator = "\\" if box.platform.name == "wine" else "/"
@@ -90,8 +91,8 @@ def test_library_around_the_read_size_is_hashed_whole(sandbox, size):
         "detail=Bundle file hash does not match manifest\n")
 
 
-def test_bundle_of_a_thousand_extra_files_and_200_levels_is_installed_whole(sandbox):
-    extra = {f"many/{number}.txt": b"x" for number in range(1000)}
+def test_bundle_of_300_extra_files_and_200_levels_is_installed_whole(sandbox):
+    extra = {f"many/{number}.txt": b"x" for number in range(300)}
     sandbox.write_bundle(extra={**extra, "deep/" + "l/" * 200 + "end": b"y"})
     before = sandbox.tree()
     assert sandbox.run("--install-standard") == INSTALLED

@@ -91,7 +91,7 @@ def test_install_standard_from_a_deep_bundle_cannot_resolve_it(make_sandbox):
 
 
 def test_install_portable_from_a_deep_bundle_needs_no_resolved_bundle(make_sandbox):
-    """Under Wine its path cannot be resolved: the failure is not asked for, and the copy is made."""
+    """Under Wine its path cannot be resolved: nobody asks for that, and the copy is made."""
     box = make_sandbox(DEEP)
     box.write_bundle()
     root = box.write_obs("../../../../obs")

@@ -183,8 +183,9 @@ def expect_overlap(box, folder):
     assert box.tree() == {**before, **parents_in(folder + "/" if folder else "")}
 
 
-def test_install_root_inside_the_bundle_is_refused(box):
-    expect_overlap(box, BUNDLE + "/inner obs")
+@pytest.mark.parametrize("name", ["inner obs", "..obs", "data/obs"])
+def test_install_root_inside_the_bundle_is_refused(box, name):
+    expect_overlap(box, f"{BUNDLE}/{name}")
 
 
 def test_install_bundle_inside_the_root_is_refused(box):

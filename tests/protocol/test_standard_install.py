@@ -195,12 +195,14 @@ def test_install_link_in_the_old_copy_is_never_followed(sandbox):
         assert not private
 
 
-def test_install_program_data_inside_the_bundle_is_refused(sandbox):
+@pytest.mark.parametrize("name", ["inner", "..inner", "data"])
+def test_install_program_data_inside_the_bundle_is_refused(sandbox, name):
+    """Two dots in front of a name lead nowhere: the folder is as much inside as any other."""
     sandbox.write_bundle()
     sandbox.data.rmdir()
-    sandbox.data = sandbox.bundle / "inner"
-    sandbox.data.mkdir()
-    expect_refused(sandbox, 24, SEPARATE, folders_to(f"{BUNDLE}/inner/obs-studio/plugins"))
+    sandbox.data = sandbox.bundle / name
+    sandbox.data.mkdir(exist_ok=True)
+    expect_refused(sandbox, 24, SEPARATE, folders_to(f"{BUNDLE}/{name}/obs-studio/plugins"))
 
 
 def test_install_program_data_inside_the_bundle_through_a_link_is_refused(sandbox):

@@ -60,7 +60,7 @@ def test_remove_takes_whatever_the_plugin_folder_holds(sandbox, state):
     elif state == "no_manifest":
         (sandbox.plugin / MANIFEST).unlink()
     elif state == "foreign":
-        write_files(sandbox.plugin, {LIBRARY: b"foreign", "with space \u00e9": b"x", "n" * 240: b""})
+        write_files(sandbox.plugin, {LIBRARY: b"foreign", "a b \u00e9": b"x", "n" * 240: b""})
     else:
         for path in sandbox.plugin.rglob("*"):
             if path.is_file():

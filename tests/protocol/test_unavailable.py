@@ -17,7 +17,8 @@ def expect_unavailable(box, **options):
 
 
 @pytest.mark.only("host", "the folder comes from Windows there, not from the environment")
-@pytest.mark.parametrize("value", [None, "", ".", "program-data", "./program-data", "../x", "~", " "],
+@pytest.mark.parametrize("value", [None, "", ".", "program-data", "./program-data", "../x", "~",
+                                   " "],
                          ids=["unset", "empty", "dot", "name", "below", "above", "tilde", "space"])
 def test_standard_commands_without_an_absolute_program_data_folder_say_unavailable(sandbox, value):
     sandbox.write_bundle()

@@ -28,8 +28,8 @@ def misspelled(word):
 
 
 def usage_cases():
-    cases = [(), ("",), (" ",), ("-",), ("--",), ("---",), ("--help",), ("-h",), ("/?",), ("/help",),
-             ("help",), ("--version",), ("-?",), (ROOT,), ("*",), ("%s%n",),
+    cases = [(), ("",), (" ",), ("-",), ("--",), ("---",), ("--help",), ("-h",), ("/?",),
+             ("/help",), ("help",), ("--version",), ("-?",), (ROOT,), ("*",), ("%s%n",),
              ("", ""), ("", ROOT), (ROOT, "--status-portable"), (ROOT, ROOT), ("--", "--self-test"),
              ("a", "b"), ("a", "b", "c"), ("", "", ""), ("a", "b", "c", "d")]
     for word in ALONE:
@@ -65,8 +65,8 @@ def test_usage_anything_but_a_command_gives_the_text_and_64(usage_box, case):
         assert usage_box.run(*[word.replace(ROOT, root) for word in case]) == USAGE
 
 
-@pytest.mark.parametrize("word", [b"--status-bundled\xff", b"\xff\xfe", b"--self-test\x80", b"\xc3"],
-                         ids=repr)
+@pytest.mark.parametrize("word", [b"--status-bundled\xff", b"\xff\xfe", b"--self-test\x80",
+                                  b"\xc3"], ids=repr)
 def test_usage_word_that_is_not_utf8_gives_the_text_and_64(usage_box, word):
     with usage_box.unchanged():
         assert usage_box.run(word) == USAGE

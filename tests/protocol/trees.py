@@ -52,7 +52,7 @@ def folders_to(path):
 
 def below(tree, path):
     """The entry at the path and everything below it."""
-    return {name: kind for name, kind in tree.items() if name == path or name.startswith(path + "/")}
+    return {name: kind for name, kind in tree.items() if (name + "/").startswith(path + "/")}
 
 
 def without(tree, *paths):

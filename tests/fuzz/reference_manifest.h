@@ -1,0 +1,33 @@
+// The manifest's format a second time, by hand and without the engine: what a manifest must say and
+// what a reader must answer.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace k7k::test {
+
+// The six files, in their order.
+const std::vector<std::string>& RequiredNames();
+
+// SHA-256 as 64 lower-case hexadecimal characters.
+std::string ReferenceDigest(const std::string& content);
+
+// The contents of a bundle's files by their names; a file that cannot be read is not in it.
+using Contents = std::map<std::string, std::string>;
+
+// The lines of a right manifest for these contents, without their ends.
+std::vector<std::string> ReferenceLines(const Contents& contents);
+
+// Lines as one text, each with this end.
+std::string Joined(const std::vector<std::string>& lines, const std::string& end = "\n");
+
+// The message with which a manifest (nothing: it cannot be opened) must be refused for a bundle of
+// these contents; empty when it must be accepted. Digests may be given when they are known already.
+std::wstring JudgeManifest(const std::optional<std::string>& manifest, const Contents& contents);
+std::wstring JudgeManifestByDigests(const std::optional<std::string>& manifest,
+                                    const Contents& digests);
+
+}  // namespace k7k::test
