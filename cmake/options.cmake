@@ -27,11 +27,6 @@ if(K7K_SANITIZE)
   target_link_options(k7k_options INTERFACE -fsanitize=address,undefined)
 endif()
 
-if(K7K_COVERAGE)
-  target_compile_options(k7k_options INTERFACE --coverage -fprofile-update=atomic)
-  target_link_options(k7k_options INTERFACE --coverage)
-endif()
-
 if(K7K_FUZZ)
   # Coverage feedback for libFuzzer in everything; the targets alone link it with its main function.
   target_compile_options(k7k_options INTERFACE -fsanitize=fuzzer-no-link)

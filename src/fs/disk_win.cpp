@@ -262,7 +262,7 @@ bool IsAbsolute(const Path& path) {
   // The standard library of the cross toolchain denies it to "\\server\share" and "\\?\C:\".
   const std::wstring text = Win32Text(path);
   if (text.starts_with(L"\\\\")) return text.size() > 2 && text[2] != L'\\';
-  if (text.starts_with(L"\\??\\")) return true;
+  if (text.starts_with(L"\\??\\")) return text.size() == 4 || text[4] != L'\\';
   const bool letter = !text.empty() && ((text[0] >= L'A' && text[0] <= L'Z') ||
                                         (text[0] >= L'a' && text[0] <= L'z'));
   return letter && text.size() > 2 && text[1] == L':' && text[2] == L'\\';

@@ -47,7 +47,7 @@ bool LiesWithin(const PathParts& candidate, const PathParts& root) {
 // No name on Windows holds a colon, and the libraries do not agree on what one means that is not a
 // drive's.
 bool HasStrayColon(const Text& text) {
-  const Text drive = TakeApart(text, LeadingPair::Run).root_name;
+  const Text drive = TakeApart(text, RootNames::DrivesAlone).root_name;
   return RunsOnWindows() && text.find(':', drive.size()) != Text::npos;
 }
 
@@ -57,13 +57,13 @@ void Judge(const Text& candidate, const Text& root) {
   // To Windows the pair of separators before a server's name is more than a run; to the standard
   // library of the cross toolchain it is a run like any other. No path that Windows reports tells
   // the two apart, and where they differ either answer will do.
-  const bool by_server = LiesWithin(TakeApart(candidate), TakeApart(root));
-  const bool by_run =
-      LiesWithin(TakeApart(candidate, LeadingPair::Run), TakeApart(root, LeadingPair::Run));
-  if (by_server != by_run) return CountOutcome(kTwoReadings);
-  if (within != by_run) {
+  const bool by_windows = LiesWithin(TakeApart(candidate), TakeApart(root));
+  const bool by_drives = LiesWithin(TakeApart(candidate, RootNames::DrivesAlone),
+                                    TakeApart(root, RootNames::DrivesAlone));
+  if (by_windows != by_drives) return CountOutcome(kTwoReadings);
+  if (within != by_drives) {
     Disagree("candidate " + Shown(candidate) + "\nroot " + Shown(root) + "\nexpected " +
-             (by_run ? kWithin : kOutside));
+             (by_drives ? kWithin : kOutside));
   }
   CountOutcome(within ? kWithin : kOutside);
 }

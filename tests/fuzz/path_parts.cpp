@@ -14,15 +14,14 @@ bool IsDriveLetter(Text::value_type unit) {
 
 // How much of a text Windows takes for the name of what holds the tree: a drive, a server, or the
 // system's own list of devices.
-std::size_t RootNameLength(const Text& text, LeadingPair pair) {
+std::size_t RootNameLength(const Text& text, RootNames names) {
   const auto separator_at = [&](std::size_t i) { return i < text.size() && IsSeparator(text[i]); };
   if (text.size() >= 2 && IsDriveLetter(text[0]) && text[1] == ':') return 2;
-  if (text.size() >= 4 && separator_at(0) && text[1] == '?' && text[2] == '?' && separator_at(3) &&
-      !separator_at(4)) {
+  if (names == RootNames::DrivesAlone || !separator_at(0)) return 0;
+  if (text.size() >= 4 && text[1] == '?' && text[2] == '?' && separator_at(3) && !separator_at(4)) {
     return 3;
   }
-  if (pair == LeadingPair::Run || text.size() < 3 || !separator_at(0) || !separator_at(1) ||
-      separator_at(2)) {
+  if (text.size() < 3 || !separator_at(1) || separator_at(2)) {
     return 0;
   }
   std::size_t end = 2;
@@ -38,10 +37,10 @@ bool PathParts::IsAbsolute() const {
   return !root_name.empty() && (rooted || !drive);
 }
 
-PathParts TakeApart(const Text& text, LeadingPair pair) {
+PathParts TakeApart(const Text& text, RootNames names) {
   PathParts parts;
   const auto separator_at = [&](std::size_t i) { return i < text.size() && IsSeparator(text[i]); };
-  std::size_t at = RunsOnWindows() ? RootNameLength(text, pair) : 0;
+  std::size_t at = RunsOnWindows() ? RootNameLength(text, names) : 0;
   for (const Text::value_type unit : text.substr(0, at)) {
     parts.root_name += IsSeparator(unit) ? Text::value_type('/') : unit;
   }

@@ -7,9 +7,10 @@
 
 namespace k7k::test {
 
-// How a text that begins with exactly two separators is read on Windows: they begin the name of a
-// server, or they are a run like any other.
-enum class LeadingPair { Server, Run };
+// Which root names a text can begin with on Windows, apart from a drive's: those that Windows knows
+// (a server's after two separators, the list of devices), or none, so that the separators are a run
+// like any other.
+enum class RootNames { OfWindows, DrivesAlone };
 
 struct PathParts {
   Text root_name;  // Windows alone: "C:", "//" and a server's name, or "/??"
@@ -20,6 +21,6 @@ struct PathParts {
   bool IsAbsolute() const;
 };
 
-PathParts TakeApart(const Text& text, LeadingPair pair = LeadingPair::Server);
+PathParts TakeApart(const Text& text, RootNames names = RootNames::OfWindows);
 
 }  // namespace k7k::test

@@ -51,11 +51,6 @@ class Wine:
         self.sandboxes = self._drive / "t"
         self.sandboxes.mkdir()
         self._wineserver("-p60")  # seconds that it waits for the next run, should nobody stop it
-        # A program that waits for input: while it stays, Wine's services stay too, and no program
-        # is started just as they end.
-        self._stays = subprocess.Popen(self.start_command("cmd"), env=self.base_environment(),
-                                       stdin=subprocess.PIPE, stdout=subprocess.DEVNULL,
-                                       stderr=subprocess.DEVNULL)
         self.temporary = self._temporary_folder()
 
     def start_command(self, program):
@@ -83,7 +78,6 @@ class Wine:
     def close(self):
         self._wineserver("-k")
         self._wineserver("-w")
-        self._stays.wait()
         shutil.rmtree(self.prefix)
 
     def base_environment(self):

@@ -25,7 +25,7 @@ TEST(DiskTest, IsAbsolute_ByThePlatformsRule_IsTrue) {
   if (test::RunsOnWindows()) {
     for (const char* path : {"C:\\", "C:\\x", "C:/x", "c:\\x\\..\\y", "Z:\\with space",
                              "\\\\server\\share", "\\\\server\\share\\x", "//server/share/x",
-                             "\\\\?\\C:\\x", "\\\\?\\UNC\\server\\share"}) {
+                             "\\\\?\\C:\\x", "\\\\?\\UNC\\server\\share", "\\??\\C:\\x"}) {
       EXPECT_TRUE(IsAbsolute(path)) << path;
     }
   } else {
@@ -40,7 +40,8 @@ TEST(DiskTest, IsAbsolute_RelativeByThePlatformsRule_IsFalse) {
     EXPECT_FALSE(IsAbsolute(path)) << path;
   }
   if (test::RunsOnWindows()) {
-    for (const char* path : {"\\", "\\x", "/x", "\\x\\y", "x\\y", "C:x\\y", ":\\x"}) {
+    for (const char* path :
+         {"\\", "\\x", "/x", "\\x\\y", "x\\y", "C:x\\y", ":\\x", "\\\\", "\\\\\\x", "\\??\\\\x"}) {
       EXPECT_FALSE(IsAbsolute(path)) << path;
     }
   } else {
