@@ -20,6 +20,15 @@ class PortableInstallFailuresTest : public testing::Test, protected PortableTarg
  protected:
   PortableInstallFailuresTest() { WriteOldPieces(); }
 
+  // Writes the bundle's required data files into a folder behind the engine's back.
+  static void PlantData(const Path& to) {
+    NativeDisk().CreateFolder(to);
+    NativeDisk().CreateFolder(to / "locale");
+    for (const char* file : {"en-US.ini", "zh-TW.ini", "zh-CN.ini", "ja-JP.ini", "ko-KR.ini"}) {
+      Plant(to / "locale" / file, std::string(32, 'N'));
+    }
+  }
+
   // A question for a status between staging and the first move.
   Rule StatusBeforeMoving(const Path& path) const {
     return [this, rule = On(Call::Status, path)](const DiskCall& call) {
@@ -64,11 +73,7 @@ TEST_F(PortableInstallFailuresTest, EntryThatIsNeitherFileNorFolder_TheCopysMess
 TEST_F(PortableInstallFailuresTest, CopyFailsWithEveryRequiredFileStaged_IsNotStaged) {
   disk.fails = [&](const DiskCall& call) {
     if (!On(Call::Copy, bundle / "data" / "extra" / "notes.txt")(call)) return false;
-    const Path locale = call.to.parent_path().parent_path() / "locale";
-    NativeDisk().CreateFolder(locale);
-    for (const char* file : {"en-US.ini", "zh-TW.ini", "zh-CN.ini", "ja-JP.ini", "ko-KR.ini"}) {
-      Plant(locale / file, std::string(32, 'N'));
-    }
+    PlantData(call.to.parent_path().parent_path());
     return true;
   };
   ExpectUndone(InstallOutcome::RolledBack, kNotStaged);
@@ -221,6 +226,16 @@ TEST_F(PortableInstallFailuresTest, DataMoveInAndRestoresFail_TheMessageIsTheSam
   disk.fails = Either(MovesFrom(L"portable-data-staging"),
                       Either(MovesFrom(kDllBackup), MovesFrom(kDataBackup)));
   ExpectInBackup({kDllBackup, kDataBackup}, InstallOutcome::RolledBack, kNotVerified);
+}
+
+// The failed move counts, whatever the comparison of the installed files would say.
+TEST_F(PortableInstallFailuresTest, DataMoveInFailsWithTheRightFilesInPlace_IsRolledBack) {
+  disk.fails = [&](const DiskCall& call) {
+    if (!MovesFrom(L"portable-data-staging")(call)) return false;
+    PlantData(data);
+    return true;
+  };
+  ExpectUndone(InstallOutcome::RolledBack, kNotVerified);
 }
 
 TEST_F(PortableInstallFailuresTest, StagingsCannotBeRemovedInARollback_CountsAsUndone) {

@@ -140,6 +140,22 @@ TEST_F(PortableRemovalTest, DataFolderWithALink_IsRefusedBeforeAnythingMoves) {
   EXPECT_EQ(TakeTree(folder / "elsewhere"), (Tree{{"kept", "file kept"}}));
 }
 
+// The targets are checked once more after the root was validated. Each check asks twice about the
+// data folder, so that the third question is the second check's first.
+TEST_F(PortableRemovalTest, LinkThatAppearsAfterTheRootWasValidated_IsRefusedBeforeAnythingMoves) {
+  MakeFolder(folder / "elsewhere");
+  WriteOldPieces();
+  disk.fails = Before(
+      [this, questions = 0](const DiskCall& call) mutable {
+        return On(Call::Status, data)(call) && ++questions == 3;
+      },
+      [this](const Path& path) { MakeFolderLink(folder / "elsewhere", path / "old" / "link"); });
+  EXPECT_EQ(Remove(), RemovalOutcome::Refused);
+  EXPECT_EQ(detail, L"The portable OBS plugin data path is unsafe");
+  EXPECT_EQ(PrivateCalls(disk), 0);
+  EXPECT_EQ(Now()[data_name + "/old/link"], "link");
+}
+
 TEST_F(PortableRemovalTest, DllPathThatIsAFolder_IsRefused) {
   WriteFile(dll / "file", "x");
   ExpectRefusedEarly(RemovalOutcome::Refused, L"The portable OBS plugin DLL path is unsafe");

@@ -1,6 +1,7 @@
 // What goes wrong after an install into the standard target was accepted, step by step.
 #include <gtest/gtest.h>
 
+#include "support/platform.h"
 #include "support/txn_fixture.h"
 
 namespace k7k {
@@ -140,6 +141,22 @@ TEST_F(StandardInstallFailuresTest, PluginFolderCannotBeAskedAbout_FailsAndStagi
   disk.fails = On(Call::Status, plugin);
   ExpectUndone(InstallOutcome::Failed, L"Could not inspect the existing plugin");
   EXPECT_GT(disk.Count(Call::Copy), 0);
+}
+
+TEST_F(StandardInstallFailuresTest, PluginFolderIsALinkLoop_FailsAndStagingIsRemoved) {
+  if (RunsUnderWine()) GTEST_SKIP() << "a Unix link loop does not show in Wine";
+  RemoveOldCopy();
+  MakeFolderLink(plugin, plugin);
+  ExpectUndone(InstallOutcome::Failed, L"Could not inspect the existing plugin");
+}
+
+// A link without a target counts as absent and is not moved aside; nothing replaces it either.
+TEST_F(StandardInstallFailuresTest, PluginFolderIsADanglingLink_IsRolledBackAndTheLinkStays) {
+  if (RunsUnderWine()) GTEST_SKIP() << "a link without a target does not show in Wine";
+  RemoveOldCopy();
+  MakeFolderLink(folder / "nothing", plugin);
+  ExpectUndone(InstallOutcome::RolledBack, kRolledBack);
+  EXPECT_EQ(NativeDisk().Status(folder / "nothing"), FileStatus::Absent);
 }
 
 TEST_F(StandardInstallFailuresTest, OldCopyCannotBeMovedIn20Attempts_IsLeftUntouched) {

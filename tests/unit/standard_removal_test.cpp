@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/platform.h"
 #include "support/txn_fixture.h"
 
 namespace k7k {
@@ -99,6 +100,12 @@ TEST_F(StandardRemovalTest, MissingPluginFolder_IsNotInstalledWithoutAMessage) {
   ExpectRefusedEarly(RemovalOutcome::NotInstalled, kSentinel);
 }
 
+TEST_F(StandardRemovalTest, PluginFolderIsADanglingLink_IsNotInstalledAndTheLinkStays) {
+  MakeFolder(parent);
+  MakeFolderLink(folder / "nothing", plugin);
+  ExpectRefusedEarly(RemovalOutcome::NotInstalled, kSentinel);
+}
+
 TEST_F(StandardRemovalTest, SecondRemovalAfterASuccess_IsNotInstalled) {
   WriteOldCopy();
   ExpectRemoved();
@@ -148,6 +155,13 @@ TEST_F(StandardRemovalTest, LinkedPluginParentWithoutThePlugin_TheParentIsReport
 TEST_F(StandardRemovalTest, PluginFolderCannotBeAskedAbout_Fails) {
   WriteOldCopy();
   disk.fails = On(Call::Status, plugin);
+  ExpectRefusedEarly(RemovalOutcome::Failed, L"Could not inspect the installed plugin");
+}
+
+TEST_F(StandardRemovalTest, PluginFolderIsALinkLoop_Fails) {
+  if (RunsUnderWine()) GTEST_SKIP() << "a Unix link loop does not show in Wine";
+  MakeFolder(parent);
+  MakeFolderLink(plugin, plugin);
   ExpectRefusedEarly(RemovalOutcome::Failed, L"Could not inspect the installed plugin");
 }
 
