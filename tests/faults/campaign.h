@@ -1,0 +1,72 @@
+// Runs a transaction again and again, each time with another disk call that fails, and judges every
+// run.
+#pragma once
+
+#include "judge.h"
+
+namespace k7k::test {
+
+struct Transaction {
+  std::string name;
+  Target target{};
+  bool removal = false;
+  std::vector<Previous> states;
+  std::function<Plan(InjectedFailure)> plan;
+  std::function<int(const Sandbox&, std::wstring*, InjectedFailure)> run;
+  std::vector<Trigger> triggers;
+};
+
+Transaction StandardInstall();
+Transaction StandardRemoval();
+Transaction PortableInstall();
+Transaction PortableRemoval();
+
+struct Figures {
+  int scenarios = 0;  // states, injected failures and triggers, combined
+  int points = 0;     // calls at which a fault was possible, over all scenarios
+  int faults = 0;     // points, how long the fault lasts, and its errors, combined
+  int runs = 0;       // those that were run, and the runs without a fault
+  int violations = 0;
+  double seconds = 0;
+
+  Figures& operator+=(const Figures& more);
+};
+
+// What one run is made of.
+struct Scenario {
+  const Transaction* transaction = nullptr;
+  Previous previous{};
+  InjectedFailure injected{};
+  Trigger trigger;
+};
+
+class Campaign {
+ public:
+  // One fault in `share` is run, so 1 stands for all.
+  Campaign(Transaction transaction, int share);
+
+  Figures RunAll();
+  const std::vector<std::string>& violations() const { return violations_; }
+
+  // One run, judged: what is wrong with it.
+  std::vector<std::string> RunOnce(Sandbox& sandbox, const Scenario& scenario, const Fault& fault);
+
+ private:
+  bool IsInShare(int fault) const;
+  Run MakeRun(const Sandbox& sandbox, const Scenario& scenario, const Fault& fault);
+  void RunScenario(Sandbox& sandbox, const Scenario& scenario);
+  void Try(Sandbox& sandbox, const Scenario& scenario, const Fault& fault);
+  void Note(const Scenario& scenario, const Fault& fault, const std::string& wrong);
+
+  Transaction transaction_;
+  int share_;
+  Figures figures_;
+  std::vector<std::string> violations_;
+  // Of the last run.
+  std::vector<Asked> counted_;
+  bool reached_ = false;
+  bool triggered_ = false;
+  int since_whole_look_ = 0;
+};
+
+}  // namespace k7k::test

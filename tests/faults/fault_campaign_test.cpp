@@ -1,0 +1,73 @@
+// Every disk call of every transaction fails once, for good and with all that follow, and after
+// each run the old copy or the new one is complete, the answer is right and nothing else changed.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <iostream>
+
+#include "campaign.h"
+
+namespace k7k::test {
+namespace {
+
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+
+// K7K_CAMPAIGN says how large a part is run: "full", or a number n for one fault in n. Without it a
+// part that takes about a minute.
+int Share() {
+  const char* wanted = std::getenv("K7K_CAMPAIGN");
+  if (wanted == nullptr) return OpeningFilesIsSlow() ? 31 : kSanitized ? 17 : 5;
+  return std::string_view(wanted) == "full" ? 1 : std::max(1, std::atoi(wanted));
+}
+
+void Print(const std::string& what, const Figures& figures) {
+  std::cout << "faults: " << what << " scenarios=" << figures.scenarios
+            << " points=" << figures.points << " faults=" << figures.faults << " share=1/"
+            << Share() << " runs=" << figures.runs << " violations=" << figures.violations
+            << " seconds=" << static_cast<int>(figures.seconds + 0.5) << std::endl;
+}
+
+Figures& Total() {
+  static Figures total;
+  return total;
+}
+
+class FaultCampaign : public testing::Test {
+ protected:
+  static void TearDownTestSuite() { Print("total", Total()); }
+
+  static void Run(Transaction transaction) {
+    const std::string name = transaction.name;
+    Campaign campaign(std::move(transaction), Share());
+    const Figures figures = campaign.RunAll();
+    Print("transaction=" + name, figures);
+    Total() += figures;
+    constexpr std::size_t kShown = 20;
+    const auto& violations = campaign.violations();
+    for (std::size_t i = 0; i < std::min(violations.size(), kShown); ++i) {
+      ADD_FAILURE() << violations[i];
+    }
+    EXPECT_EQ(violations.size(), 0U);
+    EXPECT_GT(figures.runs, 0);
+  }
+};
+
+TEST_F(FaultCampaign, InstallPlugin_EveryCallFails_KeepsThePromise) { Run(StandardInstall()); }
+
+TEST_F(FaultCampaign, InstallPortablePlugin_EveryCallFails_KeepsThePromise) {
+  Run(PortableInstall());
+}
+
+TEST_F(FaultCampaign, RemovePlugin_EveryCallFails_KeepsThePromise) { Run(StandardRemoval()); }
+
+TEST_F(FaultCampaign, RemovePortablePlugin_EveryCallFails_KeepsThePromise) {
+  Run(PortableRemoval());
+}
+
+}  // namespace
+}  // namespace k7k::test
