@@ -79,3 +79,15 @@ build() {
     die "the $1 build failed"
   fi
 }
+
+# Runs CTest over the three build trees; the figures that the tests print stand before its summary.
+run_ctest() {
+  mkdir -p build/tests
+  printf 'subdirs("%s")\n' "$PWD/build/host" "$PWD/build/windows" "$PWD/build/host-asan" \
+    >build/tests/CTestTestfile.cmake
+  ctest --test-dir build/tests -j"$(nproc)" --output-on-failure --no-tests=error "$@" |
+    awk '/ tests passed, / { summary = 1 }
+      summary { held = held $0 "\n"; next }
+      { print; fflush() }
+      END { system("scripts/figures build/tests"); printf "\n%s", held }'
+}

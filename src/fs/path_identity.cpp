@@ -10,7 +10,7 @@ Path Append(Path base, const Path& rest) {
   for (const Path& name : rest) {
     if (name == "..") {
       base = base.parent_path();
-    } else if (name != "." && !name.empty()) {
+    } else if (name != ".") {
       base /= name;
     }
   }

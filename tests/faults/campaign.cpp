@@ -131,16 +131,6 @@ Transaction PortableRemoval() {
                    InParent(kDllParent, "portable-remove-dll"))}};
 }
 
-Figures& Figures::operator+=(const Figures& more) {
-  scenarios += more.scenarios;
-  points += more.points;
-  faults += more.faults;
-  runs += more.runs;
-  violations += more.violations;
-  seconds += more.seconds;
-  return *this;
-}
-
 Campaign::Campaign(Transaction transaction, int share)
     : transaction_(std::move(transaction)), share_(share) {}
 

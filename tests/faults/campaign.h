@@ -28,8 +28,6 @@ struct Figures {
   int runs = 0;       // those that were run, and the runs without a fault
   int violations = 0;
   double seconds = 0;
-
-  Figures& operator+=(const Figures& more);
 };
 
 // What one run is made of.

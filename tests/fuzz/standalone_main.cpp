@@ -107,7 +107,7 @@ int RunAll(const Path& folder, long mutations, unsigned long seed) {
   }
 
   bool all_met = true;
-  std::printf("fuzz: target=%s executions=%ld crashes=0", folder.filename().string().c_str(),
+  std::printf("fuzz: target=%s executions=%ld", folder.filename().string().c_str(),
               static_cast<long>(corpus.size()) + mutations);
   for (const std::string& outcome : OutcomesOfTarget()) {
     std::printf(" \"%s\"=%ld", outcome.c_str(), OutcomeCount(outcome));

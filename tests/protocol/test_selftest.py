@@ -86,6 +86,14 @@ def test_self_test_temporary_folder_missing_is_made(box):
     assert trees.take_tree(box.temporary) == trees.folders_to("new/folder")
 
 
+@pytest.mark.parametrize("setting", [None, "", "relative"])
+def test_self_test_without_a_usable_setting_takes_the_systems_temporary_folder(box, setting):
+    if box.platform.name == "wine":
+        pytest.skip("Windows always has a temporary folder of the user's")
+    with box.unchanged():
+        assert box.run("--self-test", env={"TMPDIR": setting}, cwd=box.root) == PASSED
+
+
 def no_manifest_can_be_written():
     signal.signal(signal.SIGXFSZ, signal.SIG_IGN)
     resource.setrlimit(resource.RLIMIT_FSIZE, (100, 100))

@@ -93,8 +93,7 @@ struct HeldOpen::Handle {
 };
 
 HeldOpen::HeldOpen(const Path& path)
-    : handle_(
-          std::make_unique<Handle>(FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC)))) {
+    : handle_(new Handle{FileDescriptor(::open(path.c_str(), O_RDONLY | O_CLOEXEC))}) {
   EXPECT_TRUE(handle_->descriptor) << path;
 }
 

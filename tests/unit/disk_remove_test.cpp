@@ -55,6 +55,16 @@ TEST_F(DiskRemoveTest, RemoveAll_MissingPath_IsTrueAndChangesNothing) {
   EXPECT_EQ(Everything(), before);
 }
 
+TEST_F(DiskRemoveTest, RemoveAll_MissingRelativeName_IsTrue) {
+  EXPECT_TRUE(NativeDisk().RemoveAll("no such entry in the working folder"));
+}
+
+TEST_F(DiskRemoveTest, RemoveAll_BelowALinkLoop_IsFalse) {
+  if (test::RunsUnderWine()) GTEST_SKIP() << "a Unix link loop does not show in Wine";
+  MakeFolderLink(folder_ / "loop", folder_ / "loop");
+  EXPECT_FALSE(NativeDisk().RemoveAll(folder_ / "loop/entry"));
+}
+
 TEST_F(DiskRemoveTest, RemoveAll_File_RemovesThatFileAlone) {
   const Tree before = Everything();
   WriteFile(folder_ / "file", "content");

@@ -55,7 +55,8 @@ TEST(DiskTest, WithoutTrailingSeparators_Path_IsTheNameOfTheEntry) {
   const char* const cases[][2] = {{"a/b", "a/b"},   {"a/b/", "a/b"},   {"a/b//", "a/b"},
                                   {"a/b/.", "a/b"}, {"a/b/./", "a/b"}, {"a/b/././.", "a/b"},
                                   {"a", "a"},       {"a/", "a"},       {"a/..", "a/.."},
-                                  {"a/.b", "a/.b"}, {"", ""},          {"a/b./", "a/b."}};
+                                  {"a/.b", "a/.b"}, {"", ""},          {"a/b./", "a/b."},
+                                  {".", "."}};
   for (const auto& [path, expected] : cases) {
     EXPECT_EQ(WithoutTrailingSeparators(path), Path(expected)) << path;
   }

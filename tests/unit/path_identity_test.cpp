@@ -103,6 +103,8 @@ TEST(PathIdentityTest, ResolvePath_MissingTail_IsAppendedToTheExistingPart) {
   MakeFolder(folder / "there");
   EXPECT_EQ(Resolved(folder / "there/not/yet"), folder / "there" / "not" / "yet");
   EXPECT_EQ(Resolved(folder / "not"), folder / "not");
+  EXPECT_EQ(Resolved(folder / "there/not/"), folder / "there" / "not");
+  EXPECT_EQ(Resolved(folder / "there/not/yet/"), folder / "there" / "not" / "yet");
 }
 
 TEST(PathIdentityTest, ResolvePath_MissingTailBehindALink_IsAppendedToItsTarget) {

@@ -114,15 +114,24 @@ class SelfTestRowsTest : public SelfTestFixture {};
 
 // Rows whose expectation is that something is not so: the fault makes it so.
 
-TEST_F(SelfTestRowsTest, FirstCopyThatAlsoMatchesTheOtherBundle_Gives4) {
-  disk.fails = Before(At(1, Call::OpenInput, "payload-b/manifest.sha256"), [](const Path& path) {
-    const Path root = path.parent_path().parent_path();
-    const Path plugin = root / kPlugin;
-    for (const auto& [name, content] : TakeTree(root / "payload-b")) {
-      if (content.starts_with("file ")) Plant(plugin / name, content.substr(5));
+// Copies the files of the bundle whose manifest is asked for over the installed ones.
+void PlantBundleOf(const Path& manifest) {
+  const Path payload = manifest.parent_path();
+  for (const auto& [name, content] : TakeTree(payload)) {
+    if (content.starts_with("file ")) {
+      Plant(payload.parent_path() / kPlugin / name, content.substr(5));
     }
-  });
+  }
+}
+
+TEST_F(SelfTestRowsTest, FirstCopyThatAlsoMatchesTheOtherBundle_Gives4) {
+  disk.fails = Before(At(1, Call::OpenInput, "payload-b/manifest.sha256"), PlantBundleOf);
   ExpectFailure(4);
+}
+
+TEST_F(SelfTestRowsTest, SecondCopyThatAlsoMatchesTheFirstBundle_Gives6) {
+  disk.fails = Before(At(5, Call::OpenInput, kPayloadManifest), PlantBundleOf);
+  ExpectFailure(6);
 }
 
 TEST_F(SelfTestRowsTest, IncompleteBundleThatInstalls_Gives7) {
@@ -159,7 +168,7 @@ TEST_F(SelfTestRowsTest, RootWithoutAMarkerThatIsAccepted_Gives16) {
 }
 
 TEST_F(SelfTestRowsTest, TamperedPortableCopyThatMatches_Gives22) {
-  disk.fails = [this, healed = false](const DiskCall& call) mutable {
+  disk.fails = [healed = false](const DiskCall& call) mutable {
     const bool is_locale = NameInTestRoot(call.path) == kPortableLocale;
     if (!healed && is_locale && call.call == Call::OpenInput && ReadFile(call.path) == "tampered") {
       healed = true;
