@@ -1,8 +1,6 @@
 #include <windows.h>
-#include <winternl.h>
 
-#include <algorithm>
-#include <vector>
+#include <cstdint>
 
 #include "fault_platform.h"
 #include "support/platform.h"
@@ -11,36 +9,22 @@ namespace k7k::test {
 
 namespace {
 
-struct HandleEntry {
-  ULONG process;
-  UCHAR type;
-  UCHAR flags;
-  USHORT value;
-  void* object;
-  ULONG access;
-};
-
-struct HandleList {
-  ULONG count;
-  HandleEntry entries[1];
-};
-
-// Wine answers GetProcessHandleCount with 0, but it lists the handles of all processes.
-int HandlesInSystemList() {
-  using Query = NTSTATUS(WINAPI*)(ULONG, void*, ULONG, ULONG*);
-  constexpr ULONG kSystemHandleInformation = 16;
-  const auto query = reinterpret_cast<Query>(reinterpret_cast<void*>(
-      ::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtQuerySystemInformation")));
-  std::vector<HandleEntry> buffer(4096);
-  const ULONG bytes = static_cast<ULONG>(buffer.size() * sizeof(HandleEntry));
-  if (query == nullptr || query(kSystemHandleInformation, buffer.data(), bytes, nullptr) != 0) {
-    return -1;
+// Wine answers GetProcessHandleCount with 0, and its server can crash when it is asked for the list
+// of all handles while a process starts. So each value that a handle can have is tried: multiples
+// of 4, of which the lowest free one is always given out next.
+int TriedHandles() {
+  constexpr int kFreeAtTheEnd = 64;
+  int count = 0;
+  std::uintptr_t value = 0;
+  for (int free = 0; free < kFreeAtTheEnd; ++free) {
+    value += 4;
+    DWORD flags = 0;
+    if (::GetHandleInformation(reinterpret_cast<HANDLE>(value), &flags)) {
+      ++count;
+      free = 0;
+    }
   }
-  const auto* list = reinterpret_cast<const HandleList*>(buffer.data());
-  const ULONG process = ::GetCurrentProcessId();
-  return static_cast<int>(
-      std::count_if(list->entries, list->entries + list->count,
-                    [&](const HandleEntry& entry) { return entry.process == process; }));
+  return count;
 }
 
 }  // namespace
@@ -56,7 +40,7 @@ int OpenHandles() {
   if (::GetProcessHandleCount(::GetCurrentProcess(), &count) && count > 0) {
     return static_cast<int>(count);
   }
-  return HandlesInSystemList();
+  return TriedHandles();
 }
 
 bool OpeningFilesIsSlow() { return RunsUnderWine(); }
