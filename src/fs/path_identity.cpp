@@ -46,7 +46,9 @@ Path ResolvePath(const Path& path, std::error_code& error) {
 }
 
 bool IsWithin(const Path& candidate, const Path& root) {
-  const Path relative = candidate.lexically_relative(root);
+  // The cross toolchain's library takes a network share for a relative path, below an empty one.
+  const bool comparable = IsAbsolute(candidate) == IsAbsolute(root);
+  const Path relative = comparable ? candidate.lexically_relative(root) : Path();
   if (relative.empty()) return candidate.compare(root) == 0;
   return *relative.begin() != "..";
 }

@@ -213,17 +213,28 @@ Run Campaign::MakeRun(const Sandbox& sandbox, const Scenario& scenario, const Fa
 std::vector<std::string> Campaign::RunOnce(Sandbox& sandbox, const Scenario& scenario,
                                            const Fault& fault) {
   Run run = MakeRun(sandbox, scenario, fault);
+  auto wrong = JudgeAndReset(sandbox, scenario, run);
   if (run.handles_left != 0) {
     // The system opens some handles when they are first needed. A leak comes every time.
-    sandbox.Reset(sandbox.TakeChanging());
     run = MakeRun(sandbox, scenario, fault);
+    const auto more = JudgeAndReset(sandbox, scenario, run);
+    wrong.insert(wrong.end(), more.begin(), more.end());
+    if (run.handles_left != 0) {
+      wrong.push_back(std::to_string(run.handles_left) + " more handles open than before");
+    }
   }
+  return wrong;
+}
 
+std::vector<std::string> Campaign::JudgeAndReset(Sandbox& sandbox, const Scenario& scenario,
+                                                 Run& run) {
   const bool whole = !OpeningFilesIsSlow() || ++since_whole_look_ >= kBatch;
   const Tree all = whole ? sandbox.TakeAll() : Tree{};
   const Tree changing = whole ? sandbox.ChangingPartOf(all) : sandbox.TakeChanging();
   run.after = WithTags(changing);
-  auto wrong = Judge(transaction_.plan(scenario.injected), transaction_.removal, sandbox, run);
+  Verdict verdict = Judge(transaction_.plan(scenario.injected), transaction_.removal, sandbox, run);
+  std::vector<std::string>& wrong = verdict.wrong;
+  if (verdict.lost_unseen) ++figures_.unseen_lost;
   if (whole) {
     since_whole_look_ = 0;
     const std::string damage = sandbox.DamageOutside(all);

@@ -22,10 +22,11 @@ Transaction PortableInstall();
 Transaction PortableRemoval();
 
 struct Figures {
-  int scenarios = 0;  // states, injected failures and triggers, combined
-  int points = 0;     // calls at which a fault was possible, over all scenarios
-  int faults = 0;     // points, how long the fault lasts, and its errors, combined
-  int runs = 0;       // those that were run, and the runs without a fault
+  int scenarios = 0;    // states, injected failures and triggers, combined
+  int points = 0;       // calls at which a fault was possible, over all scenarios
+  int faults = 0;       // points, how long the fault lasts, and its errors, combined
+  int runs = 0;         // those that were run, and the runs without a fault
+  int unseen_lost = 0;  // in which an old piece was lost that the disk had denied
   int violations = 0;
   double seconds = 0;
 };
@@ -52,6 +53,7 @@ class Campaign {
  private:
   bool IsInShare(int fault) const;
   Run MakeRun(const Sandbox& sandbox, const Scenario& scenario, const Fault& fault);
+  std::vector<std::string> JudgeAndReset(Sandbox& sandbox, const Scenario& scenario, Run& run);
   void RunScenario(Sandbox& sandbox, const Scenario& scenario);
   void Try(Sandbox& sandbox, const Scenario& scenario, const Fault& fault);
   void Note(const Scenario& scenario, const Fault& fault, const std::string& wrong);

@@ -61,6 +61,19 @@ TEST(CampaignCheck, OldCopyAtItsBackupWithoutAFailedMoveBack_IsFound) {
   EXPECT_TRUE(found.starts_with("the old copy is neither at")) << found;
 }
 
+TEST(CampaignCheck, FileOfTheNewCopyThatIsNotRequiredMissing_IsFound) {
+  const Transaction transaction =
+      Spoilt(StandardInstall(), [](const Sandbox& sandbox, int&, auto&) {
+        NativeDisk().RemoveAll(sandbox.At(kPluginFolder) / "data/locale/fr-FR.ini");
+      });
+  Sandbox sandbox(Target::Standard, Previous::Older);
+  Campaign campaign(transaction, 1);
+  const Scenario scenario{&transaction, Previous::Older, InjectedFailure::None, {}};
+  const auto found = campaign.RunOnce(sandbox, scenario, {});
+  ASSERT_EQ(found.size(), 1U);
+  EXPECT_TRUE(found[0].starts_with("not exactly the new copy at")) << found[0];
+}
+
 TEST(CampaignCheck, StagingLeft_IsFound) {
   const auto found = FoundAfterInjectedInstall([](const Sandbox& sandbox, int&, auto&) {
     NativeDisk().CreateFolder(sandbox.At(kPluginParent) / ".k7k-obs-audio.staging.1.2");

@@ -5,7 +5,7 @@ import collections
 import os
 import time
 
-import sandbox as sandboxes
+import campaign_sandbox as sandboxes
 
 
 class Figures:

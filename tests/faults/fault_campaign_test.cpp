@@ -28,7 +28,8 @@ int Share() {
 void Print(const std::string& transaction, const Figures& figures) {
   std::cout << "faults: transaction=" << transaction << " scenarios=" << figures.scenarios
             << " points=" << figures.points << " faults=" << figures.faults << " share=1/"
-            << Share() << " runs=" << figures.runs << " violations=" << figures.violations
+            << Share() << " runs=" << figures.runs << " unseen_lost=" << figures.unseen_lost
+            << " violations=" << figures.violations
             << " seconds=" << static_cast<int>(figures.seconds + 0.5) << std::endl;
 }
 

@@ -139,6 +139,7 @@ Reading ReadRun(const Plan& plan, const std::vector<Piece>& pieces,
   bool going = true;
   int attempt = 0;
   int retries = 0;
+  bool given_up = false;
   std::string wrong;
   for (std::size_t i = 0; i < asked.size(); ++i) {
     const Asked* previous = i > 0 ? &asked[i - 1] : nullptr;
@@ -147,7 +148,8 @@ Reading ReadRun(const Plan& plan, const std::vector<Piece>& pieces,
     if (another) ++retries;
     attempt = another ? attempt + 1 : 1;
     const bool failed_move = asked[i].call == Call::Move && !asked[i].answer;
-    const bool given_up = failed_move && attempt == kAttempts;
+    if (given_up && SameCall(asked[i], *previous)) wrong = Text(asked[i]) + " was tried too often";
+    given_up = failed_move && attempt == kAttempts;
     if (!failed_move || given_up) attempt = 0;
     if (going && (!failed_move || given_up)) going = reader.Follow(asked[i], previous);
   }
@@ -165,10 +167,10 @@ bool GaveUpMove(const std::vector<Asked>& asked, const std::string& from, const 
   return last != asked.rend() && !last->answer;
 }
 
-std::vector<std::string> Judge(const Plan& plan, bool removal, const Sandbox& sandbox,
-                               const Run& run) {
+Verdict Judge(const Plan& plan, bool removal, const Sandbox& sandbox, const Run& run) {
   const Reading reading = ReadRun(plan, sandbox.pieces(), run.asked);
-  std::vector<std::string> wrong;
+  Verdict verdict = CheckTree(removal, sandbox, reading, run);
+  std::vector<std::string>& wrong = verdict.wrong;
   if (!(run.ending == reading.expected)) {
     wrong.push_back("ended with " + Text(run.ending) + " instead of " + Text(reading.expected) +
                     (reading.step.empty() ? "" : " in the step \"" + reading.step + "\""));
@@ -180,12 +182,7 @@ std::vector<std::string> Judge(const Plan& plan, bool removal, const Sandbox& sa
     wrong.push_back(std::to_string(run.pauses) + " pauses for " + std::to_string(reading.retries) +
                     " retries, or one not of 25 ms");
   }
-  if (run.handles_left != 0) {
-    wrong.push_back(std::to_string(run.handles_left) + " more handles open than before");
-  }
-  const auto tree = CheckTree(removal, sandbox, reading, run);
-  wrong.insert(wrong.end(), tree.begin(), tree.end());
-  return wrong;
+  return verdict;
 }
 
 std::string Text(const Asked& asked) {

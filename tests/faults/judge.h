@@ -30,13 +30,16 @@ struct Reading {
 Reading ReadRun(const Plan& plan, const std::vector<Piece>& pieces,
                 const std::vector<Asked>& asked);
 
-// What is wrong with the run; empty when nothing is.
-std::vector<std::string> Judge(const Plan& plan, bool removal, const Sandbox& sandbox,
-                               const Run& run);
+struct Verdict {
+  std::vector<std::string> wrong;
+  // An old piece that the disk denied was replaced or removed, as it has to be: nothing can know.
+  bool lost_unseen = false;
+};
 
-// What is wrong with the tree after the run (tree_check.cpp).
-std::vector<std::string> CheckTree(bool removal, const Sandbox& sandbox, const Reading& reading,
-                                   const Run& run);
+Verdict Judge(const Plan& plan, bool removal, const Sandbox& sandbox, const Run& run);
+
+// The part of it that the tree after the run decides (tree_check.cpp).
+Verdict CheckTree(bool removal, const Sandbox& sandbox, const Reading& reading, const Run& run);
 
 // Whether a move from there to there was tried and given up at last.
 bool GaveUpMove(const std::vector<Asked>& asked, const std::string& from, const std::string& to);

@@ -13,7 +13,7 @@ must do. The bundle, the program and everything outside the target stay as they 
 import sys
 
 import campaign_run
-import sandbox as sandboxes
+import campaign_sandbox as sandboxes
 from kill_host import HostKills, scenarios
 from kill_wine import WineKills
 
@@ -32,8 +32,8 @@ def on_host(sandbox, options, figures):
             # The disk is in another state before each move, so these are in every share.
             picked = [point for point in points if point.is_move or point is points[-1] or
                       point.number % options.share == 0]
-            for point in picked:
-                kills.kill_at(point)
+            for i, point in enumerate(picked):
+                kills.kill_at(point, removal_first=i % 2 == 1)
             if options.share == 1:
                 kills.check_shapes()
             figures.add(f"{scenario.title} over {state}", {"kills": len(picked)}, kills.violations,
@@ -56,6 +56,8 @@ def on_wine(sandbox, options, figures):
                 for moment in moments[part * 7 % options.share::options.share]:
                     kills.kill(moment)
                 part += 1
+                if options.share == 1 and len(kills.shapes) < 3:
+                    kills.violations.append("the kills came at too few steps of the run")
                 figures.add(f"{kills.arguments[0]} over {state}", {"kills": kills.kills},
                             kills.violations, moments=len(moments), states_left=len(kills.shapes))
 

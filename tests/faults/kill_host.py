@@ -5,7 +5,7 @@ import signal
 
 import kill_rules
 from kill_rules import INSTALLED, NOT_INSTALLED, REMOVED
-from sandbox import Answer
+from campaign_sandbox import Answer
 
 # refuse: what the library makes fail, so that the run rolls back; wanted: how a run that is not
 # killed ends when there is an older copy.
@@ -109,7 +109,7 @@ class HostKills:
                                 for shape in STATES_TO_HIT.get(self.scenario.title, ())
                                 if not self.shapes[shape]]
 
-    def kill_at(self, point):
+    def kill_at(self, point, removal_first):
         self.reset()
         answer = self.sandbox.installer.run(self.arguments, KILL_SHIM_AT=str(point.number),
                                             **self.environment)
@@ -125,7 +125,7 @@ class HostKills:
             wrong += kill_rules.judge_removal(after, installer.process)
         wrong += self.sandbox.changes_outside(self.target, self.before)
         wrong += kill_rules.mend(self.target, installer, self.sandbox.bundle, after,
-                                 removal_first=point.number % 2 == 1)
+                                 removal_first=removal_first)
         wrong += self.sandbox.changes_outside(self.target, self.before)
         self.violations += [f"KILL_SHIM_AT={point.number} ({point.text}): {line} [{after.shape()}]"
                             for line in wrong]

@@ -13,8 +13,8 @@ A killed run's private names stay: no later run uses them or cleans them up. Wit
 old half and the new half of a pair may be at their places together; each piece is judged alone.
 """
 
-import trees
-from sandbox import Answer
+import campaign_trees as trees
+from campaign_sandbox import Answer
 
 INSTALLED = Answer(0, "state=installed\n", "")
 REMOVED = Answer(0, "state=removed\n", "")

@@ -1,6 +1,6 @@
-/* A preloaded library (LD_PRELOAD) that stands before every libc call by which a program changes
- * the disk or asks it, counts those calls, and ends the process before a chosen one:
- * by SIGKILL, with nothing flushed and no handler run.
+/* A preloaded library (LD_PRELOAD) that stands before the libc calls by which a program changes the
+ * disk, opens a file or asks about one, counts them, and ends the process before a chosen one: by
+ * SIGKILL, with nothing flushed and no handler run.
  *
  * A call that carries data is two points: before it, and in its middle, when half of the data has
  * been moved. Reading a file's content or a folder's names is no point: the disk is then as it is

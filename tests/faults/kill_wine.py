@@ -14,7 +14,7 @@ import time
 
 import kill_rules
 from kill_rules import INSTALLED, REMOVED
-from sandbox import PATIENCE, saw_obs
+from campaign_sandbox import PATIENCE, saw_obs
 
 Moment = collections.namedtuple("Moment", "event seconds")  # seconds after the start or the event
 

@@ -16,9 +16,9 @@ import time
 
 import campaign_run
 import kill_rules
-import sandbox as sandboxes
-import trees
-from race_rules import Contestant, is_status_answer, judge, judge_with_readers
+import campaign_sandbox as sandboxes
+import campaign_trees as trees
+from race_rules import Contestant, is_mixed, is_status_answer, judge, judge_with_readers
 
 KINDS = ("two-installs", "install-removal", "install-readers")
 
@@ -114,6 +114,8 @@ class Races:
                                   answer, self.sandbox.platform.name)
                        for (_, command, files), answer in zip(entries, answers)]
         words = sorted(f"{run.command.split('-')[0]}:{run.meaning}" for run in contestants)
+        if is_mixed(self.target, contestants):
+            words.append("mixed")
         self.outcomes["+".join(words)] += 1
         return judge(self.sandbox.platform.name, self.target, self.target.wanted(old),
                      contestants), answers

@@ -24,7 +24,7 @@ success is in place" does not hold for every pair. What does hold, and is checke
 """
 
 from kill_rules import INSTALLED, NOT_INSTALLED, REMOVED
-from sandbox import Answer
+from campaign_sandbox import Answer
 
 # What an answer says about the run: it did all of its work; nothing at all at the target's places;
 # or it moved something and took it back as far as it could.
@@ -162,6 +162,16 @@ def judge(platform, target, old, contestants):
     wrong += [f"the staging of {piece.place.name} stayed behind" for piece in target.pieces
               if any(tag == piece.staging for tag, _ in piece.privates())]
     return wrong
+
+
+def is_mixed(target, contestants):
+    """Whether an install and a removal both succeeded and left one of two pieces: the removal took
+    the one before it was replaced and the other after the install was verified. Each answer was true
+    when it was given, so this is counted and not held against them."""
+    commands = sorted(run.command.split("-")[0] for run in contestants)
+    return (commands == ["install", "remove"] and
+            all(run.meaning == DONE for run in contestants) and
+            target.found() not in [run.wanted for run in contestants])
 
 
 def _pieces_are_whole(platform, contestants, done, undone):

@@ -9,10 +9,10 @@ import sys
 import tempfile
 
 import race_rules
-import sandbox as sandboxes
-import trees
+import campaign_sandbox as sandboxes
+import campaign_trees as trees
 from kill_rules import INSTALLED, REMOVED, Aftermath, judge_install, judge_removal
-from sandbox import Answer
+from campaign_sandbox import Answer
 from targets import PortableTarget, standard_target
 
 OLD, NEW = sandboxes.plugin_copy("old", 100), sandboxes.plugin_copy("new", 100)

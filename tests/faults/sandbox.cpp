@@ -71,7 +71,7 @@ Tree Below(const Tree& tree, const std::string& name) {
 Sandbox::Sandbox(Target target, Previous previous)
     : target_(target), read_only_(previous == Previous::ReadOnlyFiles) {
   EXPECT_TRUE(WriteFixturePayload(At(kBundle), 'N'));
-  WriteFile(At(kBundle) / "data/locale/fr-FR.ini", "one more");
+  WriteFile(At(kBundle) / ("data" + std::string(kExtraFile)), "one more");
   WriteFile(At("outside/keep.txt"), "keep");
   WriteFile(At("bundle-of-another/plugin.dll"), "keep");
   if (target == Target::Standard) {

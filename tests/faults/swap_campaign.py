@@ -26,17 +26,25 @@ import sys
 import time
 
 import campaign_run
-import sandbox as sandboxes
-import trees
+import campaign_sandbox as sandboxes
+import campaign_trees as trees
 
 EXCHANGE = 2  # RENAME_EXCHANGE of <linux/fs.h>
 
-# The codes that a command can end with, whatever it meets, and the shape of its lines.
-CODES = {
-    "status-standard": (0,), "install-standard": (0, 24, 25, 26), "remove-standard": (0, 34, 35),
-    "status-portable": (0, 40), "install-portable": (0, 40, 44, 45, 46),
-    "remove-portable": (0, 40, 54, 55),
+# The codes with which each command can end there, and the line that goes with the code.
+STATUS = r"state=(not-installed|installed-valid|installed-invalid)\nobsRunning=[01]\n"
+REMOVED = r"state=(removed|not-installed)\n"
+REFUSED = {40: "target-invalid"}
+ANSWERS = {
+    "status-standard": (STATUS, {}),
+    "install-standard": (r"state=installed\n", dict.fromkeys((24, 25, 26), "install-failed")),
+    "remove-standard": (REMOVED, dict.fromkeys((34, 35), "remove-failed")),
+    "status-portable": (STATUS, REFUSED),
+    "install-portable": (r"state=installed\n",
+                         REFUSED | dict.fromkeys((44, 45, 46), "install-failed")),
+    "remove-portable": (REMOVED, REFUSED | dict.fromkeys((54, 55), "remove-failed")),
 }
+DETAIL = r"detail=[^\n]*\n"
 
 
 class Swapper:
@@ -85,11 +93,14 @@ def places(target):
 
 
 def is_documented(command, answer):
-    if answer.code not in CODES[command]:
-        return False
+    success, failures = ANSWERS[command]
     if answer.code == 0:
-        return bool(re.match(r"state=[a-z-]+\n", answer.out))
-    return answer.out == "" and answer.err.startswith("state=")
+        # What is wrong with an installed copy, or what an install could not delete.
+        return bool(re.fullmatch(success, answer.out) and
+                    re.fullmatch(f"({DETAIL})?", answer.err))
+    if answer.code not in failures or answer.out:
+        return False
+    return bool(re.fullmatch(f"state={failures[answer.code]}\n{DETAIL}", answer.err))
 
 
 class SwapRounds:

@@ -3,7 +3,7 @@
 import os
 import re
 
-import trees
+import campaign_trees as trees
 
 LIBRARY = "bin/64bit/k7k-obs-audio.dll"
 PRIVATE_NAME = re.compile(r"\.k7k-obs-audio\.([a-z-]+)\.(\d+)\.(\d+)")

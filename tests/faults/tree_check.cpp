@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <array>
 
 #include "judge.h"
 
@@ -27,7 +28,7 @@ class TreeCheck {
   TreeCheck(bool removal, const Sandbox& sandbox, const Reading& reading, const Run& run)
       : removal_(removal), sandbox_(sandbox), reading_(reading), run_(run) {}
 
-  std::vector<std::string> Check() {
+  Verdict Check() {
     for (const Piece& piece : sandbox_.pieces()) {
       if (removal_) {
         CheckRemoved(piece);
@@ -36,13 +37,13 @@ class TreeCheck {
       }
     }
     CheckAround();
-    return std::move(wrong_);
+    return std::move(verdict_);
   }
 
  private:
   Tree Now(const std::string& name) const { return Below(run_.after, name); }
 
-  void Wrong(const std::string& text) { wrong_.push_back(text); }
+  void Wrong(const std::string& text) { verdict_.wrong.push_back(text); }
 
   // A tree without what the run's removals took from it when it stood under this name.
   Tree WithoutRemoved(Tree tree, const std::string& name) const {
@@ -83,8 +84,28 @@ class TreeCheck {
     }
   }
 
+  // A walk that fails without an entry ends the copying, and what is not required may be missing.
+  bool CopyWasCutShort() const {
+    const auto& asked = run_.asked;
+    const auto staging = std::find_if(asked.begin(), asked.end(), [](const Asked& call) {
+      return call.call == Call::CreateFolder && call.name.find('<') != std::string::npos;
+    });
+    return std::any_of(staging, asked.end(), [](const Asked& call) {
+      const bool step = call.call == Call::WalkOpen || call.call == Call::WalkAdvance;
+      return step && call.failed && !call.keeps_entry;
+    });
+  }
+
+  Tree Expected(const Tree& tree) const {
+    Tree expected = WithoutMarks(tree);
+    if (CopyWasCutShort()) {
+      std::erase_if(expected, [](const auto& entry) { return entry.first.ends_with(kExtraFile); });
+    }
+    return expected;
+  }
+
   void CheckNew(const Piece& piece) {
-    if (WithoutMarks(Now(piece.place)) != WithoutMarks(piece.fresh)) {
+    if (Expected(Now(piece.place)) != Expected(piece.fresh)) {
       Wrong("not exactly the new copy at " + piece.place + ": " + NamesOf(Now(piece.place)));
     }
     const Tree backup = Now(piece.backup);
@@ -119,6 +140,14 @@ class TreeCheck {
   // replaces a file, and a roll-back removes what it finds at the place: the piece may be lost, in
   // favour of the new one, a part of it or nothing, but of nothing else.
   void CheckUnseen(const Piece& piece, const Tree& place, const Tree& backup) {
+    if (place == piece.old && backup.empty()) return;
+    verdict_.lost_unseen = true;
+    constexpr std::array kMovingIn{"swap", "installed check", "DLL commit", "data commit"};
+    const bool injected = reading_.step.empty();
+    if (!injected &&
+        std::find(kMovingIn.begin(), kMovingIn.end(), reading_.step) == kMovingIn.end()) {
+      Wrong("an unseen piece was touched before anything was moved in: " + piece.place);
+    }
     const bool part_of_old = IsPartOf(place, piece.old, false);
     const bool part_of_new = IsPartOf(WithoutMarks(place), WithoutMarks(piece.fresh), false);
     if (!backup.empty() || (!part_of_old && !part_of_new)) {
@@ -197,13 +226,12 @@ class TreeCheck {
   const Sandbox& sandbox_;
   const Reading& reading_;
   const Run& run_;
-  std::vector<std::string> wrong_;
+  Verdict verdict_;
 };
 
 }  // namespace
 
-std::vector<std::string> CheckTree(bool removal, const Sandbox& sandbox, const Reading& reading,
-                                   const Run& run) {
+Verdict CheckTree(bool removal, const Sandbox& sandbox, const Reading& reading, const Run& run) {
   return TreeCheck(removal, sandbox, reading, run).Check();
 }
 

@@ -65,12 +65,13 @@ def test_file_carries_its_version(program):
 
 
 @only_windows
-def test_library_planted_beside_a_careless_program_is_loaded(sandbox, programs):
+@pytest.mark.parametrize("name", PLANTED)
+def test_library_planted_beside_a_careless_program_is_loaded(sandbox, programs, name):
     """The trap itself works: without this, the next test could not fail."""
-    marker = plant(sandbox, programs)["bcrypt in bin"]
+    marker = plant(sandbox, programs)[f"{name} in bin"]
     sandbox.program = sandbox.root / "bin" / "careless.exe"
     shutil.copy2(programs.windows_program("load_library_win.c"), sandbox.program)
-    assert sandbox.run("bcrypt.dll", env=NATIVE_FIRST).code == 0
+    assert sandbox.run(f"{name}.dll", env=NATIVE_FIRST).code == 0
     assert marker.exists()
 
 

@@ -101,6 +101,10 @@ TEST(IsWithinTest, IsWithin_NetworkShares_AreJudgedByTheirNames) {
   EXPECT_FALSE(IsWithin("\\\\server\\other\\a", "\\\\server\\share\\a"));
   EXPECT_FALSE(IsWithin("\\\\other\\share\\a", "\\\\server\\share\\a"));
   EXPECT_FALSE(IsWithin("\\\\server\\share\\a", "C:\\a"));
+  EXPECT_FALSE(IsWithin("\\\\server\\share\\a", "a"));
+  EXPECT_FALSE(IsWithin("\\\\server\\share\\a", ""));
+  EXPECT_FALSE(IsWithin("a", "\\\\server\\share\\a"));
+  EXPECT_FALSE(IsWithin("", "\\\\server\\share\\a"));
 }
 
 TEST(IsWithinTest, IsWithin_DriveLetterInOtherCase_IsFalseUntilBothAreResolved) {

@@ -2,6 +2,10 @@
 // used: nothing is written, moved or deleted behind the link, and the old copy is not lost.
 #include <gtest/gtest.h>
 
+#include <functional>
+#include <string>
+
+#include "support/platform.h"
 #include "support/txn_fixture.h"
 
 namespace k7k {
@@ -43,13 +47,16 @@ class LinkTest : public testing::Test, protected Target {
     this->disk.fails = [this, rule](const DiskCall& call) {
       if (!linked && rule(call)) {
         linked = true;
-        MakeFolderLink(elsewhere, call.to.empty() ? call.path : call.to);
+        make_link(call.to.empty() ? call.path : call.to);
       }
       return false;
     };
   }
 
   const Path elsewhere = Target::folder / "elsewhere";
+  std::function<void(const Path&)> make_link = [this](const Path& link) {
+    MakeFolderLink(elsewhere, link);
+  };
   Tree elsewhere_before;
   bool linked = false;
 };
@@ -132,11 +139,6 @@ INSTANTIATE_TEST_SUITE_P(Names, PortableNameTest,
                          testing::Values(L"portable-dll-staging", L"portable-data-staging",
                                          L"portable-dll-backup", L"portable-data-backup"));
 
-TEST_F(PortableLinkTest, LinkAtTheReservedDllStagingName_IsNotCopiedTo) {
-  ExpectInstallStops(CopiesTo(L"portable-dll-staging"), InstallOutcome::RolledBack,
-                     L"Could not stage and verify the portable OBS plugin");
-}
-
 TEST_F(PortableLinkTest, LinkAtTheReservedDataStagingName_IsNotCopiedInto) {
   ExpectInstallStops(OnPrivate(Call::CreateFolder, L"portable-data-staging"),
                      InstallOutcome::RolledBack,
@@ -148,9 +150,43 @@ TEST_F(PortableLinkTest, LinkAtTheReservedDataBackupName_IsNotMovedInto) {
                      L"Could not back up portable OBS plugin data");
 }
 
+TEST_F(PortableLinkTest, LinkAtTheRemovalsDataName_IsNotMovedInto) {
+  const Tree before = Now();
+  Link(MovesTo(L"portable-remove-data"));
+  EXPECT_EQ(Remove(), RemovalOutcome::Failed);
+  EXPECT_EQ(detail, L"Could not isolate portable plugin data");
+  ExpectNothingLost(before);
+}
+
+// The library's private names, at which a link to a file or to nothing could be written through.
+
+enum class LinkTo { Folder, File, Nothing };
+
+class LibraryLinkTest : public PortableLinkTest, public testing::WithParamInterface<LinkTo> {
+ protected:
+  LibraryLinkTest() {
+    if (GetParam() == LinkTo::File) {
+      make_link = [this](const Path& link) { MakeFileLink(elsewhere / "bin/kept.txt", link); };
+    } else if (GetParam() == LinkTo::Nothing) {
+      make_link = [this](const Path& link) { MakeFolderLink(elsewhere / "nothing", link); };
+    }
+  }
+
+  void SetUp() override {
+    if (RunsUnderWine() && GetParam() != LinkTo::Folder) {
+      GTEST_SKIP() << "Wine shows a link to a file as a file and one to nothing not at all";
+    }
+  }
+};
+
+TEST_P(LibraryLinkTest, LinkAtTheReservedDllStagingName_IsNotCopiedTo) {
+  ExpectInstallStops(CopiesTo(L"portable-dll-staging"), InstallOutcome::RolledBack,
+                     L"Could not stage and verify the portable OBS plugin");
+}
+
 // A file that is moved onto a link takes the link's own place, or the system refuses the move;
 // whichever, what the link leads to stays as it is.
-TEST_F(PortableLinkTest, LinkAtTheReservedDllBackupName_IsNotFollowed) {
+TEST_P(LibraryLinkTest, LinkAtTheReservedDllBackupName_IsNotFollowed) {
   const Tree before = Now();
   Link(MovesTo(L"portable-dll-backup"));
   const InstallOutcome outcome = Install();
@@ -163,15 +199,7 @@ TEST_F(PortableLinkTest, LinkAtTheReservedDllBackupName_IsNotFollowed) {
   }
 }
 
-TEST_F(PortableLinkTest, LinkAtTheRemovalsDataName_IsNotMovedInto) {
-  const Tree before = Now();
-  Link(MovesTo(L"portable-remove-data"));
-  EXPECT_EQ(Remove(), RemovalOutcome::Failed);
-  EXPECT_EQ(detail, L"Could not isolate portable plugin data");
-  ExpectNothingLost(before);
-}
-
-TEST_F(PortableLinkTest, LinkAtTheRemovalsDllName_IsNotFollowed) {
+TEST_P(LibraryLinkTest, LinkAtTheRemovalsDllName_IsNotFollowed) {
   const Tree before = Now();
   Link(MovesTo(L"portable-remove-dll"));
   const RemovalOutcome outcome = Remove();
@@ -183,6 +211,15 @@ TEST_F(PortableLinkTest, LinkAtTheRemovalsDllName_IsNotFollowed) {
     ExpectNothingLost(before);
   }
 }
+
+std::string LinkName(const testing::TestParamInfo<LinkTo>& link) {
+  return link.param == LinkTo::Folder ? "ToAFolder"
+         : link.param == LinkTo::File ? "ToAFile"
+                                      : "ToNothing";
+}
+
+INSTANTIATE_TEST_SUITE_P(Links, LibraryLinkTest,
+                         testing::Values(LinkTo::Folder, LinkTo::File, LinkTo::Nothing), LinkName);
 
 }  // namespace
 }  // namespace k7k

@@ -18,7 +18,7 @@ import sys
 import tempfile
 import time
 
-import trees
+import campaign_trees as trees
 from targets import LIBRARY, PortableTarget, standard_target
 
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
