@@ -1,24 +1,52 @@
 #!/usr/bin/python3 -B
 """Shows that the rules of the campaigns can find something wrong.
 
-They are given states and answers that no run may leave, and some that a run may. Needs no program.
+They are given states and answers that no run may leave, and some that a run may; the swaps get a
+removal that follows links. Needs no program.
 """
 
 import pathlib
 import sys
 import tempfile
+import time
 
-import race_rules
 import campaign_sandbox as sandboxes
 import campaign_trees as trees
-from kill_rules import INSTALLED, REMOVED, Aftermath, judge_install, judge_removal
+import race_rules
 from campaign_sandbox import Answer
+from kill_rules import INSTALLED, NOT_INSTALLED, REMOVED, Aftermath, judge_install, judge_removal
+from swap_campaign import SwapRounds
 from targets import PortableTarget, standard_target
 
 OLD, NEW = sandboxes.plugin_copy("old", 100), sandboxes.plugin_copy("new", 100)
 HALF = sandboxes.damaged(NEW)
 ROLLED_BACK = Answer(26, "", "state=install-failed\n"
                              "detail=Plugin replacement failed and was rolled back\n")
+
+
+class Careless:
+    """In the place of the program: deletes a file of the plugin by its path until the bystander's is
+    gone, so through a link as well."""
+
+    def __init__(self, place, bystander):
+        self.file, self.behind = place / "manifest.sha256", bystander / "manifest.sha256"
+
+    def run(self, _arguments, **_environment):
+        end = time.monotonic() + 30
+        while self.behind.exists() and time.monotonic() < end:
+            self.file.unlink(missing_ok=True)
+        return REMOVED
+
+
+class Idle:
+    """In the place of the program: does nothing and answers as it is told."""
+
+    def __init__(self, answer):
+        self.answer = answer
+
+    def run(self, _arguments, **_environment):
+        time.sleep(0.05)
+        return self.answer
 
 
 class Check:
@@ -91,6 +119,31 @@ class Check:
         race("a success without its line", "answered", NEW, ("install-standard", NEW,
                                                              Answer(0, "", "")), old)
         race("a staging left", "stayed behind", NEW, new, old, privates=(("staging", NEW),))
+        install = race_rules.Contestant("install-standard", self.standard.wanted(NEW), ROLLED_BACK,
+                                        "host")
+        self.make(self.standard, (None, {"backup": NEW}))
+        found = race_rules.judge_with_readers("host", self.standard, self.standard.wanted(OLD),
+                                              install)
+        self.expect("held up by readers", "held the install up", found)
+        self.expect("old copy lost among readers", "is lost", found)
+
+    def swaps(self, folder):
+        files = sandboxes.plugin_copy("old", extra_files=sandboxes.BYSTANDER_FILES)
+        # The program is copied and not started.
+        sandbox = sandboxes.Sandbox("host", sys.executable, folder / "swaps", NEW)
+        rounds = SwapRounds(sandbox, sandbox.targets[0], "remove", files, "no shim")
+        careless = Careless(rounds.places[0][0], rounds.bystander)
+        for what, wanted, program in (
+                ("a removal through a link", "outside", careless),
+                ("nothing done", None, Idle(NOT_INSTALLED)),
+                ("another command's answer", "the answer", Idle(INSTALLED)),
+                ("a failure without its line", "the answer", Idle(Answer(34, "", ""))),
+                ("a crash", "the answer", Idle(Answer(-11, "", "")))):
+            sandbox.installer = program
+            rounds.rounds = 0  # the same place each time
+            rounds.violations = []
+            rounds.round()
+            self.expect(what, wanted, rounds.violations)
 
 
 def main():
@@ -98,6 +151,7 @@ def main():
         check = Check(pathlib.Path(folder))
         check.kills()
         check.races()
+        check.swaps(pathlib.Path(folder))
     print(f"rules: checks={check.checks} failures={check.failures}")
     return 1 if check.failures else 0
 
