@@ -22,6 +22,7 @@ constexpr ULONG kSynchronous = 0x20;           // FILE_SYNCHRONOUS_IO_NONALERT
 constexpr ULONG kOpenForBackup = 0x4000;       // FILE_OPEN_FOR_BACKUP_INTENT
 constexpr ULONG kOpenReparsePoint = 0x200000;  // FILE_OPEN_REPARSE_POINT
 constexpr ULONG kDoNotReparse = 0x1000;        // OBJ_DONT_REPARSE
+constexpr NTSTATUS kInvalidParameter = static_cast<NTSTATUS>(0xC000000D);
 constexpr NTSTATUS kNoSuchFile = static_cast<NTSTATUS>(0xC000000F);
 constexpr NTSTATUS kNameNotFound = static_cast<NTSTATUS>(0xC0000034);
 constexpr NTSTATUS kAccessDenied = static_cast<NTSTATUS>(0xC0000022);
@@ -55,12 +56,17 @@ NTSTATUS OpenIn(HANDLE folder, const std::wstring& name, ACCESS_MASK access, Ker
   attributes.Length = sizeof(attributes);
   attributes.RootDirectory = folder;
   attributes.ObjectName = &text;
-  attributes.Attributes = OBJ_CASE_INSENSITIVE | kDoNotReparse;
   IO_STATUS_BLOCK block{};
   HANDLE handle = nullptr;
-  const NTSTATUS status =
-      create(&handle, access | SYNCHRONIZE, &attributes, &block, nullptr, 0, kShareAll,
-             kOpenExisting, kSynchronous | kOpenForBackup | kOpenReparsePoint, nullptr, 0);
+  NTSTATUS status = kInvalidParameter;
+  // Older versions of Windows refuse kDoNotReparse. The name is that of one entry, which
+  // kOpenReparsePoint by itself keeps from being followed.
+  for (const ULONG reparse : {kDoNotReparse, ULONG{0}}) {
+    attributes.Attributes = OBJ_CASE_INSENSITIVE | reparse;
+    status = create(&handle, access | SYNCHRONIZE, &attributes, &block, nullptr, 0, kShareAll,
+                    kOpenExisting, kSynchronous | kOpenForBackup | kOpenReparsePoint, nullptr, 0);
+    if (status != kInvalidParameter) break;
+  }
   if (status >= 0) opened = KernelHandle(handle);
   return status;
 }
