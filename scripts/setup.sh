@@ -53,7 +53,7 @@ start_wine() {
   trap 'exit 130' INT TERM
   if [ ! -f "$WINEPREFIX/system.reg" ]; then
     mkdir -p "$WINEPREFIX"
-    WINEDLLOVERRIDES=mscoree,mshtml= /usr/lib/wine/wine64 wineboot -i >/dev/null 2>&1 ||
+    scripts/wine wineboot -i >/dev/null 2>&1 ||
       die "Wine could not make a prefix in $WINEPREFIX"
     /usr/lib/wine/wineserver -w
   fi
@@ -63,8 +63,8 @@ start_wine() {
   mkfifo "$WINEPREFIX/never"
   exec 9<>"$WINEPREFIX/never"
   rm "$WINEPREFIX/never"
-  /usr/lib/wine/wine64 cmd <&9 >/dev/null 2>&1 &
-  WINEDLLOVERRIDES=mscoree,mshtml= /usr/lib/wine/wine64 cmd /c exit 9>&- >/dev/null 2>&1 || true
+  scripts/wine cmd <&9 >/dev/null 2>&1 &
+  scripts/wine cmd /c exit 9>&- >/dev/null 2>&1 || true
 }
 
 # One cache for all clones on a machine: compilations count as the same wherever the clone lies.
