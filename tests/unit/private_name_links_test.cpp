@@ -53,6 +53,22 @@ class LinkTest : public testing::Test, protected Target {
     };
   }
 
+  void ExpectInstallStops(const Rule& rule, InstallOutcome outcome, const std::wstring& message) {
+    const Tree before = this->Now();
+    Link(rule);
+    EXPECT_EQ(this->Install(), outcome);
+    EXPECT_EQ(this->detail, message);
+    ExpectNothingLost(before);
+  }
+
+  void ExpectRemovalStops(const Rule& rule, const std::wstring& message) {
+    const Tree before = this->Now();
+    Link(rule);
+    EXPECT_EQ(this->Remove(), RemovalOutcome::Failed);
+    EXPECT_EQ(this->detail, message);
+    ExpectNothingLost(before);
+  }
+
   const Path elsewhere = Target::folder / "elsewhere";
   std::function<void(const Path&)> make_link = [this](const Path& link) {
     MakeFolderLink(elsewhere, link);
@@ -66,22 +82,6 @@ class LinkTest : public testing::Test, protected Target {
 class StandardLinkTest : public LinkTest<StandardTarget> {
  protected:
   StandardLinkTest() { WriteOldCopy(); }
-
-  void ExpectInstallStops(const Rule& rule, InstallOutcome outcome, const std::wstring& message) {
-    const Tree before = Now();
-    Link(rule);
-    EXPECT_EQ(Install(), outcome);
-    EXPECT_EQ(detail, message);
-    ExpectNothingLost(before);
-  }
-
-  void ExpectRemovalStops(const Rule& rule, const std::wstring& message) {
-    const Tree before = Now();
-    Link(rule);
-    EXPECT_EQ(Remove(), RemovalOutcome::Failed);
-    EXPECT_EQ(detail, message);
-    ExpectNothingLost(before);
-  }
 };
 
 TEST_F(StandardLinkTest, LinkAtTheStagingName_IsNotReserved) {
@@ -117,14 +117,6 @@ TEST_F(StandardLinkTest, LinkAtTheRemovalsReservedBackupName_IsNotMovedInto) {
 class PortableLinkTest : public LinkTest<PortableTarget> {
  protected:
   PortableLinkTest() { WriteOldPieces(); }
-
-  void ExpectInstallStops(const Rule& rule, InstallOutcome outcome, const std::wstring& message) {
-    const Tree before = Now();
-    Link(rule);
-    EXPECT_EQ(Install(), outcome);
-    EXPECT_EQ(detail, message);
-    ExpectNothingLost(before);
-  }
 };
 
 class PortableNameTest : public PortableLinkTest,
@@ -151,11 +143,7 @@ TEST_F(PortableLinkTest, LinkAtTheReservedDataBackupName_IsNotMovedInto) {
 }
 
 TEST_F(PortableLinkTest, LinkAtTheRemovalsDataName_IsNotMovedInto) {
-  const Tree before = Now();
-  Link(MovesTo(L"portable-remove-data"));
-  EXPECT_EQ(Remove(), RemovalOutcome::Failed);
-  EXPECT_EQ(detail, L"Could not isolate portable plugin data");
-  ExpectNothingLost(before);
+  ExpectRemovalStops(MovesTo(L"portable-remove-data"), L"Could not isolate portable plugin data");
 }
 
 // The library's private names, at which a link to a file or to nothing could be written through.
