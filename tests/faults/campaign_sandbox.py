@@ -8,22 +8,21 @@
 """
 
 import collections
+import hashlib
 import os
 import pathlib
 import random
 import select
 import shutil
 import subprocess
-import sys
 import tempfile
 import time
 
-import campaign_trees as trees
+import campaign_trees as trees  # before platforms, which it lets be found
+from platforms import Host, Wine
 from targets import LIBRARY, PortableTarget, standard_target
 
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
-sys.path.append(str(REPOSITORY / "tests" / "protocol"))
-from platforms import Host, Wine  # after the line above, by which it is found
 
 REQUIRED_FILES = (LIBRARY, *(f"data/locale/{language}.ini" for language in
                              ("en-US", "zh-TW", "zh-CN", "ja-JP", "ko-KR")))
@@ -41,7 +40,8 @@ def plugin_copy(label, library_bytes=100_000, extra_files=1):
     files[LIBRARY] = random.Random(label).randbytes(library_bytes)
     for i in range(extra_files):
         files[f"data/extra/{i}.ini"] = f"{label}: {i}\n".encode()
-    lines = [*MANIFEST_HEAD, *(f"{trees.digest(files[name])}  {name}" for name in REQUIRED_FILES)]
+    lines = [*MANIFEST_HEAD, *(f"{hashlib.sha256(files[name]).hexdigest()}  {name}"
+                               for name in REQUIRED_FILES)]
     files["manifest.sha256"] = "".join(line + "\n" for line in lines).encode()
     return files
 

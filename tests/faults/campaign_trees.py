@@ -1,31 +1,18 @@
 """Whole trees as values: what is at a path, compared by names, kinds and digests.
 
-A tree is a dictionary from the relative name ("" is the path itself) to "folder", "link to X" or
-the file's digest. None stands for a path where nothing is.
+A tree is a dictionary from the relative name ("" is the path itself) to what the entry is, as
+kind_of tells it. None stands for a path where nothing is.
 """
 
-import hashlib
 import os
 import pathlib
 import shutil
 import stat
+import sys
 
-FOLDER = "folder"
-
-
-def digest(content):
-    return hashlib.sha256(content).hexdigest()
-
-
-def _entry(path, mode):
-    if stat.S_ISLNK(mode):
-        return "link to " + os.readlink(path)
-    if stat.S_ISDIR(mode):
-        return FOLDER
-    if not stat.S_ISREG(mode):
-        return "special"
-    with open(path, "rb") as file:
-        return hashlib.file_digest(file, "sha256").hexdigest()
+# What the protocol tests have for the same purpose is used here as well.
+sys.path.append(str(pathlib.Path(__file__).resolve().parents[1] / "protocol"))
+from trees import FOLDER, digest_of, kind_of  # after the line above, by which it is found
 
 
 def tree_of(path, leave_out=lambda path: False):
@@ -34,7 +21,7 @@ def tree_of(path, leave_out=lambda path: False):
         mode = os.lstat(path).st_mode
     except (FileNotFoundError, NotADirectoryError):
         return None
-    tree = {"": _entry(path, mode)}
+    tree = {"": kind_of(path, mode)}
     waiting = [(os.fspath(path), "")] if stat.S_ISDIR(mode) else []
     while waiting:
         folder, prefix = waiting.pop()
@@ -42,7 +29,7 @@ def tree_of(path, leave_out=lambda path: False):
             if leave_out(entry.path):
                 continue
             name = prefix + entry.name
-            tree[name] = _entry(entry.path, entry.stat(follow_symlinks=False).st_mode)
+            tree[name] = kind_of(entry.path, entry.stat(follow_symlinks=False).st_mode)
             if tree[name] == FOLDER:
                 waiting.append((entry.path, name + "/"))
     return tree
@@ -50,7 +37,7 @@ def tree_of(path, leave_out=lambda path: False):
 
 def tree_from(files):
     """The tree that write_files makes of the same files."""
-    tree = {name: digest(content) for name, content in files.items()}
+    tree = {name: digest_of(content) for name, content in files.items()}
     if "" not in tree:
         tree[""] = FOLDER
         for name in files:

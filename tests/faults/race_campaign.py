@@ -31,7 +31,7 @@ class Reader:
         for piece in target.pieces:
             for files in whole:
                 for name, content in piece.content(files).items():
-                    wanted[piece.place / name if name else piece.place].add(trees.digest(content))
+                    wanted[piece.place / name if name else piece.place].add(trees.digest_of(content))
         self.files = wanted.items()
         self.stopping = threading.Event()
         self.reads, self.torn = 0, []
@@ -42,7 +42,7 @@ class Reader:
         while not self.stopping.is_set():
             for path, wanted in self.files:
                 try:
-                    found = trees.digest(path.read_bytes())
+                    found = trees.digest_of(path.read_bytes())
                 except OSError:
                     continue  # it is not there at the moment
                 self.reads += 1

@@ -16,7 +16,7 @@ def digest_of(content):
     return "sha256:" + hashlib.sha256(content).hexdigest()
 
 
-def _kind_of(path, mode):
+def kind_of(path, mode):
     if stat.S_ISLNK(mode):
         return "link to " + os.readlink(path)
     if stat.S_ISDIR(mode):
@@ -38,7 +38,7 @@ def take_tree(root):
         for name in os.listdir(os.path.join(root, folder)):
             relative = f"{folder}/{name}" if folder else name
             path = os.path.join(root, relative)
-            tree[relative] = _kind_of(path, os.lstat(path).st_mode)
+            tree[relative] = kind_of(path, os.lstat(path).st_mode)
             if tree[relative] == FOLDER:
                 pending.append(relative)
     return tree
