@@ -96,7 +96,7 @@ TEST(TransactionPathTest, MillisecondsSinceStart_AfterAPause_HasGrownByAboutThat
   EXPECT_LT(grown, 2000U);
 }
 
-TEST(RemoveTreeTest, RemoveTree_MissingPath_IsTrueAndDoesNothing) {
+TEST(TransactionPathRemoveTreeTest, RemoveTree_MissingPath_IsTrueAndDoesNothing) {
   const TestFolder folder;
   WriteFile(folder / "beside", "stays");
   EXPECT_TRUE(RemoveTree(folder / "nothing"));
@@ -110,7 +110,7 @@ TEST(RemoveTreeTest, RemoveTree_MissingPath_IsTrueAndDoesNothing) {
   EXPECT_EQ(disk.Count(Call::Remove), 0);
 }
 
-TEST(RemoveTreeTest, RemoveTree_File_RemovesTheFile) {
+TEST(TransactionPathRemoveTreeTest, RemoveTree_File_RemovesTheFile) {
   const TestFolder folder;
   WriteFile(folder / "file", "content");
   WriteFile(folder / "beside", "stays");
@@ -118,7 +118,7 @@ TEST(RemoveTreeTest, RemoveTree_File_RemovesTheFile) {
   EXPECT_EQ(TakeTree(folder.path()), (Tree{{"beside", "file stays"}}));
 }
 
-TEST(RemoveTreeTest, RemoveTree_FolderTree_RemovesItAll) {
+TEST(TransactionPathRemoveTreeTest, RemoveTree_FolderTree_RemovesItAll) {
   const TestFolder folder;
   WriteFile(folder / "tree/a/b/file", "content");
   WriteFile(folder / "tree/read-only", "content");
@@ -129,7 +129,7 @@ TEST(RemoveTreeTest, RemoveTree_FolderTree_RemovesItAll) {
   EXPECT_EQ(TakeTree(folder.path()), (Tree{{"beside", "file stays"}}));
 }
 
-TEST(RemoveTreeTest, RemoveTree_FolderLink_IsFalseAndLeavesLinkAndTarget) {
+TEST(TransactionPathRemoveTreeTest, RemoveTree_FolderLink_IsFalseAndLeavesLinkAndTarget) {
   const TestFolder folder;
   WriteFile(folder / "target/file", "content");
   MakeFolderLink(folder / "target", folder / "link");
@@ -140,7 +140,7 @@ TEST(RemoveTreeTest, RemoveTree_FolderLink_IsFalseAndLeavesLinkAndTarget) {
   EXPECT_EQ(TakeTree(folder.path()), before);
 }
 
-TEST(RemoveTreeTest, RemoveTree_FileLink_IsFalseAndLeavesLinkAndTarget) {
+TEST(TransactionPathRemoveTreeTest, RemoveTree_FileLink_IsFalseAndLeavesLinkAndTarget) {
   if (test::RunsUnderWine()) GTEST_SKIP() << "Wine shows a link to a file as a file";
   const TestFolder folder;
   WriteFile(folder / "target", "content");
@@ -149,7 +149,7 @@ TEST(RemoveTreeTest, RemoveTree_FileLink_IsFalseAndLeavesLinkAndTarget) {
   EXPECT_EQ(TakeTree(folder.path()), (Tree{{"link", "link"}, {"target", "file content"}}));
 }
 
-TEST(RemoveTreeTest, RemoveTree_DanglingLink_IsTrueAndLeavesTheLink) {
+TEST(TransactionPathRemoveTreeTest, RemoveTree_DanglingLink_IsTrueAndLeavesTheLink) {
   const TestFolder folder;
   MakeFolderLink(folder / "target", folder / "link");
   EXPECT_TRUE(RemoveTree(folder / "link"));
@@ -158,14 +158,14 @@ TEST(RemoveTreeTest, RemoveTree_DanglingLink_IsTrueAndLeavesTheLink) {
   EXPECT_EQ(TakeTree(folder.path()), (Tree{{"link", "link"}, {"target", "folder"}}));
 }
 
-TEST(RemoveTreeTest, RemoveTree_LinkLoop_IsFalse) {
+TEST(TransactionPathRemoveTreeTest, RemoveTree_LinkLoop_IsFalse) {
   const TestFolder folder;
   MakeFolderLink(folder / "loop", folder / "loop");
   EXPECT_FALSE(RemoveTree(folder / "loop"));
   EXPECT_EQ(NativeDisk().Status(folder / "loop"), FileStatus::Unreadable);
 }
 
-TEST(RemoveTreeTest, RemoveTree_StatusThatCannotBeTold_IsFalseAndRemovesNothing) {
+TEST(TransactionPathRemoveTreeTest, RemoveTree_StatusThatCannotBeTold_IsFalseAndRemovesNothing) {
   const TestFolder folder;
   WriteFile(folder / "tree/file", "content");
   FaultDisk disk;
@@ -175,7 +175,7 @@ TEST(RemoveTreeTest, RemoveTree_StatusThatCannotBeTold_IsFalseAndRemovesNothing)
   EXPECT_EQ(TakeTree(folder.path()), (Tree{{"tree", "folder"}, {"tree/file", "file content"}}));
 }
 
-TEST(RemoveTreeTest, RemoveTree_LinkInsideTheTree_LeavesWhatLiesBehindIt) {
+TEST(TransactionPathRemoveTreeTest, RemoveTree_LinkInsideTheTree_LeavesWhatLiesBehindIt) {
   const TestFolder folder;
   WriteFile(folder / "outside/deep/file", "content");
   WriteFile(folder / "tree/a/file", "content");
@@ -186,7 +186,7 @@ TEST(RemoveTreeTest, RemoveTree_LinkInsideTheTree_LeavesWhatLiesBehindIt) {
             (Tree{{"deep", "folder"}, {"deep/file", "file content"}}));
 }
 
-TEST(RemoveTreeTest, RemoveTree_BelowAFolderLink_RemovesWhatLiesThere) {
+TEST(TransactionPathRemoveTreeTest, RemoveTree_BelowAFolderLink_RemovesWhatLiesThere) {
   const TestFolder folder;
   WriteFile(folder / "target/tree/file", "content");
   WriteFile(folder / "target/beside", "stays");
@@ -195,7 +195,7 @@ TEST(RemoveTreeTest, RemoveTree_BelowAFolderLink_RemovesWhatLiesThere) {
   EXPECT_EQ(TakeTree(folder / "target"), (Tree{{"beside", "file stays"}}));
 }
 
-TEST(RemoveTreeTest, RemoveTree_RemovalThatFailsHalfWay_IsFalse) {
+TEST(TransactionPathRemoveTreeTest, RemoveTree_RemovalThatFailsHalfWay_IsFalse) {
   const TestFolder folder;
   WriteFile(folder / "tree/a/file", "content");
   FaultDisk disk;
@@ -206,7 +206,7 @@ TEST(RemoveTreeTest, RemoveTree_RemovalThatFailsHalfWay_IsFalse) {
   EXPECT_EQ(TakeTree(folder.path()), (Tree{{"tree", "folder"}, {"tree/a", "folder"}}));
 }
 
-TEST(RemoveTreeTest, RemoveTree_FileHeldOpenWithoutDeleteSharing_IsFalse) {
+TEST(TransactionPathRemoveTreeTest, RemoveTree_FileHeldOpenWithoutDeleteSharing_IsFalse) {
   if (!test::RunsOnWindows()) GTEST_SKIP() << "POSIX lets an open file be removed";
   const TestFolder folder;
   WriteFile(folder / "tree/file", "content");

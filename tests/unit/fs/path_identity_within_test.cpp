@@ -11,81 +11,81 @@ namespace {
 
 using test::AbsolutePath;
 
-TEST(IsWithinTest, IsWithin_EqualPaths_IsTrue) {
+TEST(PathIdentityWithinTest, IsWithin_EqualPaths_IsTrue) {
   for (const Path& path : {AbsolutePath("a"), AbsolutePath("a/b c"), AbsolutePath("a").root_path(),
                            Path("relative/path")}) {
     EXPECT_TRUE(IsWithin(path, path)) << path;
   }
 }
 
-TEST(IsWithinTest, IsWithin_CandidateBelowRoot_IsTrue) {
+TEST(PathIdentityWithinTest, IsWithin_CandidateBelowRoot_IsTrue) {
   EXPECT_TRUE(IsWithin(AbsolutePath("a/b/c"), AbsolutePath("a")));
   EXPECT_TRUE(IsWithin(AbsolutePath("a/b"), AbsolutePath("a")));
   EXPECT_TRUE(IsWithin(AbsolutePath("a"), AbsolutePath("a").root_path()));
 }
 
-TEST(IsWithinTest, IsWithin_CandidateAboveRoot_IsFalse) {
+TEST(PathIdentityWithinTest, IsWithin_CandidateAboveRoot_IsFalse) {
   EXPECT_FALSE(IsWithin(AbsolutePath("a"), AbsolutePath("a/b")));
   EXPECT_FALSE(IsWithin(AbsolutePath("a").root_path(), AbsolutePath("a")));
 }
 
-TEST(IsWithinTest, IsWithin_CandidateBesideRoot_IsFalse) {
+TEST(PathIdentityWithinTest, IsWithin_CandidateBesideRoot_IsFalse) {
   EXPECT_FALSE(IsWithin(AbsolutePath("a/c"), AbsolutePath("a/b")));
 }
 
-TEST(IsWithinTest, IsWithin_CandidateWhoseNameBeginsWithRoots_IsFalse) {
+TEST(PathIdentityWithinTest, IsWithin_CandidateWhoseNameBeginsWithRoots_IsFalse) {
   EXPECT_FALSE(IsWithin(AbsolutePath("ab"), AbsolutePath("a")));
   EXPECT_FALSE(IsWithin(AbsolutePath("a"), AbsolutePath("ab")));
 }
 
-TEST(IsWithinTest, IsWithin_NameThatBeginsWithTwoDots_IsTrue) {
+TEST(PathIdentityWithinTest, IsWithin_NameThatBeginsWithTwoDots_IsTrue) {
   EXPECT_TRUE(IsWithin(AbsolutePath("a/..x"), AbsolutePath("a")));
   EXPECT_TRUE(IsWithin(AbsolutePath("a/..x/b"), AbsolutePath("a")));
   EXPECT_TRUE(IsWithin(AbsolutePath("a/..."), AbsolutePath("a")));
 }
 
-TEST(IsWithinTest, IsWithin_TwoDotsAfterRoot_IsFalse) {
+TEST(PathIdentityWithinTest, IsWithin_TwoDotsAfterRoot_IsFalse) {
   EXPECT_FALSE(IsWithin(AbsolutePath("a/.."), AbsolutePath("a")));
   EXPECT_FALSE(IsWithin(AbsolutePath("a/../b"), AbsolutePath("a")));
 }
 
-TEST(IsWithinTest, IsWithin_RelativeAgainstAbsolute_IsFalse) {
+TEST(PathIdentityWithinTest, IsWithin_RelativeAgainstAbsolute_IsFalse) {
   EXPECT_FALSE(IsWithin("a/b", AbsolutePath("a")));
   EXPECT_FALSE(IsWithin("b", AbsolutePath("a")));
   EXPECT_FALSE(IsWithin(AbsolutePath("a/b"), "a"));
 }
 
-TEST(IsWithinTest, IsWithin_RelativePaths_AreJudgedAlike) {
+TEST(PathIdentityWithinTest, IsWithin_RelativePaths_AreJudgedAlike) {
   EXPECT_TRUE(IsWithin("a/b", "a"));
   EXPECT_FALSE(IsWithin("a", "a/b"));
   EXPECT_FALSE(IsWithin("ab", "a"));
 }
 
-TEST(IsWithinTest, IsWithin_RunsOfSeparators_CountAsOne) {
+TEST(PathIdentityWithinTest, IsWithin_RunsOfSeparators_CountAsOne) {
   EXPECT_TRUE(IsWithin(Path(AbsolutePath("a").native() + Path("//b").native()), AbsolutePath("a")));
   EXPECT_TRUE(IsWithin(AbsolutePath("a/b/c"), AbsolutePath("a//b")));
   EXPECT_FALSE(IsWithin(AbsolutePath("a//c"), AbsolutePath("a///b")));
 }
 
-TEST(IsWithinTest, IsWithin_OtherLetterCase_IsFalse) {
+TEST(PathIdentityWithinTest, IsWithin_OtherLetterCase_IsFalse) {
   EXPECT_FALSE(IsWithin(AbsolutePath("A/b"), AbsolutePath("a")));
   EXPECT_FALSE(IsWithin(AbsolutePath("a"), AbsolutePath("A")));
 }
 
-TEST(IsWithinTest, IsWithin_AnyTexts_AsksNoDisk) {
+TEST(PathIdentityWithinTest, IsWithin_AnyTexts_AsksNoDisk) {
   const test::FaultDisk disk;
   EXPECT_TRUE(IsWithin(AbsolutePath("a/b"), AbsolutePath("a")));
   EXPECT_TRUE(disk.calls.empty());
 }
 
-TEST(IsWithinTest, IsWithin_DifferentDrives_IsFalse) {
+TEST(PathIdentityWithinTest, IsWithin_DifferentDrives_IsFalse) {
   if (!test::RunsOnWindows()) GTEST_SKIP() << "POSIX paths have no root names";
   EXPECT_FALSE(IsWithin("D:\\a", "C:\\a"));
   EXPECT_FALSE(IsWithin("D:\\", "C:\\"));
   EXPECT_FALSE(IsWithin("D:\\a\\b", "C:\\a"));
 }
 
-TEST(IsWithinTest, IsWithin_MixedSeparators_CountAlike) {
+TEST(PathIdentityWithinTest, IsWithin_MixedSeparators_CountAlike) {
   if (!test::RunsOnWindows()) GTEST_SKIP() << "POSIX has one separator";
   EXPECT_TRUE(IsWithin("C:/a/b\\c", "C:\\a"));
   EXPECT_TRUE(IsWithin("C:\\a\\b", "C:/a"));
@@ -94,7 +94,7 @@ TEST(IsWithinTest, IsWithin_MixedSeparators_CountAlike) {
   EXPECT_FALSE(IsWithin("C:/a/c", "C:\\a\\b"));
 }
 
-TEST(IsWithinTest, IsWithin_NetworkShares_AreJudgedByTheirNames) {
+TEST(PathIdentityWithinTest, IsWithin_NetworkShares_AreJudgedByTheirNames) {
   if (!test::RunsOnWindows()) GTEST_SKIP() << "POSIX paths have no root names";
   EXPECT_TRUE(IsWithin("\\\\server\\share\\a\\b", "\\\\server\\share\\a"));
   EXPECT_FALSE(IsWithin("\\\\server\\share\\a", "\\\\server\\share\\a\\b"));
@@ -107,7 +107,7 @@ TEST(IsWithinTest, IsWithin_NetworkShares_AreJudgedByTheirNames) {
   EXPECT_FALSE(IsWithin("", "\\\\server\\share\\a"));
 }
 
-TEST(IsWithinTest, IsWithin_DriveLetterInOtherCase_IsFalseUntilBothAreResolved) {
+TEST(PathIdentityWithinTest, IsWithin_DriveLetterInOtherCase_IsFalseUntilBothAreResolved) {
   if (!test::RunsOnWindows()) GTEST_SKIP() << "letter case counts on POSIX";
   EXPECT_FALSE(IsWithin("c:\\a\\b", "C:\\A"));
 
@@ -121,7 +121,7 @@ TEST(IsWithinTest, IsWithin_DriveLetterInOtherCase_IsFalseUntilBothAreResolved) 
   EXPECT_FALSE(error);
 }
 
-TEST(IsWithinTest, IsWithin_ResolvedPathsThroughALink_MeetWhereTheyLead) {
+TEST(PathIdentityWithinTest, IsWithin_ResolvedPathsThroughALink_MeetWhereTheyLead) {
   const test::TestFolder folder;
   test::MakeFolder(folder / "target/sub");
   test::MakeFolderLink(folder / "target", folder / "link");

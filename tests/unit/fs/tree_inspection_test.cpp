@@ -37,12 +37,12 @@ std::wstring Inspect(const Path& root) {
   return detail;
 }
 
-TEST(InspectTreeTest, InspectTree_EmptyFolder_Passes) {
+TEST(TreeInspectionTest, InspectTree_EmptyFolder_Passes) {
   const TestFolder folder;
   EXPECT_EQ(Inspect(folder.path()), kUntouched);
 }
 
-TEST(InspectTreeTest, InspectTree_PlainTree_PassesAndChangesNothing) {
+TEST(TreeInspectionTest, InspectTree_PlainTree_PassesAndChangesNothing) {
   const TestFolder folder;
   WriteFile(folder / "a/b/c/file", "1");
   WriteFile(folder / "..hidden/file", "2");
@@ -52,20 +52,20 @@ TEST(InspectTreeTest, InspectTree_PlainTree_PassesAndChangesNothing) {
   EXPECT_EQ(TakeTree(folder.path()), before);
 }
 
-TEST(InspectTreeTest, InspectTree_RegularFileAsRoot_Passes) {
+TEST(TreeInspectionTest, InspectTree_RegularFileAsRoot_Passes) {
   const TestFolder folder;
   WriteFile(folder / "file", "content");
   EXPECT_EQ(Inspect(folder / "file"), kUntouched);
 }
 
-TEST(InspectTreeTest, InspectTree_MissingRoot_PathDoesNotExist) {
+TEST(TreeInspectionTest, InspectTree_MissingRoot_PathDoesNotExist) {
   const TestFolder folder;
   EXPECT_EQ(Inspect(folder / "nothing"), kMissing);
   EXPECT_EQ(Inspect(folder / "no/thing"), kMissing);
   EXPECT_EQ(Inspect(Path()), kMissing);
 }
 
-TEST(InspectTreeTest, InspectTree_NoDetailAsked_AnswersAllTheSame) {
+TEST(TreeInspectionTest, InspectTree_NoDetailAsked_AnswersAllTheSame) {
   const TestFolder folder;
   EXPECT_TRUE(InspectTree(folder.path(), nullptr));
   EXPECT_FALSE(InspectTree(folder / "nothing", nullptr));
@@ -75,7 +75,7 @@ TEST(InspectTreeTest, InspectTree_NoDetailAsked_AnswersAllTheSame) {
   EXPECT_FALSE(InspectTree(folder.path(), nullptr));
 }
 
-TEST(InspectTreeTest, InspectTree_RootWhoseStatusIsAnError_PathDoesNotExist) {
+TEST(TreeInspectionTest, InspectTree_RootWhoseStatusIsAnError_PathDoesNotExist) {
   const TestFolder folder;
   MakeFolderLink(folder / "loop", folder / "loop");
   EXPECT_EQ(Inspect(folder / "loop"), kMissing);
@@ -85,7 +85,7 @@ TEST(InspectTreeTest, InspectTree_RootWhoseStatusIsAnError_PathDoesNotExist) {
   EXPECT_EQ(Inspect(folder.path()), kMissing);
 }
 
-TEST(InspectTreeTest, InspectTree_LinkAsRoot_ReparsePointRoot) {
+TEST(TreeInspectionTest, InspectTree_LinkAsRoot_ReparsePointRoot) {
   const TestFolder folder;
   WriteFile(folder / "target/file", "content");
   MakeFolderLink(folder / "target", folder / "link");
@@ -93,7 +93,7 @@ TEST(InspectTreeTest, InspectTree_LinkAsRoot_ReparsePointRoot) {
   EXPECT_EQ(Inspect(folder / "link/"), kLinkRoot);
 }
 
-TEST(InspectTreeTest, InspectTree_LinkAsRootWithALinkInside_ReparsePointRoot) {
+TEST(TreeInspectionTest, InspectTree_LinkAsRootWithALinkInside_ReparsePointRoot) {
   const TestFolder folder;
   MakeFolder(folder / "target");
   MakeFolderLink(folder.path(), folder / "target/inside");
@@ -101,13 +101,13 @@ TEST(InspectTreeTest, InspectTree_LinkAsRootWithALinkInside_ReparsePointRoot) {
   EXPECT_EQ(Inspect(folder / "link"), kLinkRoot);
 }
 
-TEST(InspectTreeTest, InspectTree_DanglingLinkAsRoot_PathDoesNotExist) {
+TEST(TreeInspectionTest, InspectTree_DanglingLinkAsRoot_PathDoesNotExist) {
   const TestFolder folder;
   MakeFolderLink(folder / "nothing", folder / "link");
   EXPECT_EQ(Inspect(folder / "link"), kMissing);
 }
 
-TEST(InspectTreeTest, InspectTree_LinkToAFileAsRoot_ReparsePointRoot) {
+TEST(TreeInspectionTest, InspectTree_LinkToAFileAsRoot_ReparsePointRoot) {
   if (test::RunsUnderWine()) GTEST_SKIP() << "Wine shows a link to a file as a file";
   const TestFolder folder;
   WriteFile(folder / "target", "content");
@@ -115,14 +115,14 @@ TEST(InspectTreeTest, InspectTree_LinkToAFileAsRoot_ReparsePointRoot) {
   EXPECT_EQ(Inspect(folder / "link"), kLinkRoot);
 }
 
-TEST(InspectTreeTest, InspectTree_RootBehindALink_Passes) {
+TEST(TreeInspectionTest, InspectTree_RootBehindALink_Passes) {
   const TestFolder folder;
   WriteFile(folder / "target/sub/file", "content");
   MakeFolderLink(folder / "target", folder / "link");
   EXPECT_EQ(Inspect(folder / "link/sub"), kUntouched);
 }
 
-TEST(InspectTreeTest, InspectTree_FolderLinkAtAnyDepth_ContainsAReparsePoint) {
+TEST(TreeInspectionTest, InspectTree_FolderLinkAtAnyDepth_ContainsAReparsePoint) {
   const TestFolder folder;
   MakeFolder(folder / "outside");
   for (const char* name : {"one/link", "two/a/link", "three/a/b/link", "five/a/b/c/d/link"}) {
@@ -132,7 +132,7 @@ TEST(InspectTreeTest, InspectTree_FolderLinkAtAnyDepth_ContainsAReparsePoint) {
   }
 }
 
-TEST(InspectTreeTest, InspectTree_FolderLinkThreeLevelsDown_VisitsNoEntryAfterIt) {
+TEST(TreeInspectionTest, InspectTree_FolderLinkThreeLevelsDown_VisitsNoEntryAfterIt) {
   const TestFolder folder;
   WriteFile(folder / "outside/file", "content");
   WriteFile(folder / "tree/a/b/file", "content");
@@ -145,7 +145,7 @@ TEST(InspectTreeTest, InspectTree_FolderLinkThreeLevelsDown_VisitsNoEntryAfterIt
   EXPECT_EQ(disk.calls.back().path, folder / "tree/a/b/link");
 }
 
-TEST(InspectTreeTest, InspectTree_FileLinkAtAnyDepth_ContainsAReparsePoint) {
+TEST(TreeInspectionTest, InspectTree_FileLinkAtAnyDepth_ContainsAReparsePoint) {
   if (test::RunsUnderWine()) GTEST_SKIP() << "Wine shows a link to a file as a file";
   const TestFolder folder;
   WriteFile(folder / "outside", "content");
@@ -156,7 +156,7 @@ TEST(InspectTreeTest, InspectTree_FileLinkAtAnyDepth_ContainsAReparsePoint) {
   }
 }
 
-TEST(InspectTreeTest, InspectTree_LinkWithoutATarget_ContainsAReparsePoint) {
+TEST(TreeInspectionTest, InspectTree_LinkWithoutATarget_ContainsAReparsePoint) {
   if (test::RunsUnderWine()) GTEST_SKIP() << "Wine does not show a link without a target";
   const TestFolder folder;
   MakeFolder(folder / "dangling");
@@ -167,7 +167,7 @@ TEST(InspectTreeTest, InspectTree_LinkWithoutATarget_ContainsAReparsePoint) {
   EXPECT_EQ(Inspect(folder / "looping"), kLinkInside);
 }
 
-TEST(InspectTreeTest, InspectTree_EntryThatBecomesALinkAfterItWasListed_ContainsAReparsePoint) {
+TEST(TreeInspectionTest, InspectTree_EntryThatBecomesALinkAfterItWasListed_ContainsAReparsePoint) {
   const TestFolder folder;
   MakeFolder(folder / "outside");
   MakeFolder(folder / "tree/sub");
@@ -182,7 +182,7 @@ TEST(InspectTreeTest, InspectTree_EntryThatBecomesALinkAfterItWasListed_Contains
   EXPECT_EQ(Inspect(folder / "tree"), kLinkInside);
 }
 
-TEST(InspectTreeTest, InspectTree_SubfolderThatCannotBeListed_EndsWithSuccess) {
+TEST(TreeInspectionTest, InspectTree_SubfolderThatCannotBeListed_EndsWithSuccess) {
   if (test::RunsOnWindows()) GTEST_SKIP() << "Wine denies nothing to the user of the prefix";
   const TestFolder folder;
   WriteFile(folder / "tree/closed/file", "content");
@@ -192,7 +192,7 @@ TEST(InspectTreeTest, InspectTree_SubfolderThatCannotBeListed_EndsWithSuccess) {
             "passed");
 }
 
-TEST(InspectTreeTest, InspectTree_RootThatCannotBeListed_EndsWithSuccess) {
+TEST(TreeInspectionTest, InspectTree_RootThatCannotBeListed_EndsWithSuccess) {
   if (test::RunsOnWindows()) GTEST_SKIP() << "Wine denies nothing to the user of the prefix";
   const TestFolder folder;
   MakeFolder(folder / "tree");
@@ -203,7 +203,7 @@ TEST(InspectTreeTest, InspectTree_RootThatCannotBeListed_EndsWithSuccess) {
             "passed");
 }
 
-TEST(InspectTreeTest, InspectTree_SubfolderThatVanishesWhileWalked_EndsWithSuccess) {
+TEST(TreeInspectionTest, InspectTree_SubfolderThatVanishesWhileWalked_EndsWithSuccess) {
   const TestFolder folder;
   MakeFolder(folder / "tree/sub");
   FaultDisk disk;
@@ -217,7 +217,7 @@ TEST(InspectTreeTest, InspectTree_SubfolderThatVanishesWhileWalked_EndsWithSucce
   EXPECT_EQ(Inspect(folder / "tree"), kUntouched);
 }
 
-TEST(InspectTreeTest, InspectTree_FailedStepThatEndsTheWalk_EndsWithSuccess) {
+TEST(TreeInspectionTest, InspectTree_FailedStepThatEndsTheWalk_EndsWithSuccess) {
   const TestFolder folder;
   WriteFile(folder / "tree/file", "content");
   for (const Call step : {Call::WalkOpen, Call::WalkAdvance}) {
@@ -227,7 +227,7 @@ TEST(InspectTreeTest, InspectTree_FailedStepThatEndsTheWalk_EndsWithSuccess) {
   }
 }
 
-TEST(InspectTreeTest, InspectTree_FailedStepThatYieldsAnEntry_CouldNotInspect) {
+TEST(TreeInspectionTest, InspectTree_FailedStepThatYieldsAnEntry_CouldNotInspect) {
   const TestFolder folder;
   WriteFile(folder / "tree/sub/file", "content");
   for (const Call step : {Call::WalkOpen, Call::WalkAdvance}) {
@@ -238,7 +238,7 @@ TEST(InspectTreeTest, InspectTree_FailedStepThatYieldsAnEntry_CouldNotInspect) {
   }
 }
 
-TEST(InspectTreeTest, InspectTree_FailedStepThatYieldsALink_CouldNotInspect) {
+TEST(TreeInspectionTest, InspectTree_FailedStepThatYieldsALink_CouldNotInspect) {
   const TestFolder folder;
   MakeFolder(folder / "outside");
   MakeFolder(folder / "tree");

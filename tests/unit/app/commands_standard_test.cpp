@@ -23,7 +23,7 @@ constexpr auto kRemove = L"--remove-standard";
 const Report kUnavailable{20, L"", L"state=target-unavailable\n"};
 const Report kObsRunning{21, L"", L"state=obs-running\n"};
 
-class StandardCommandTest : public test::CommandTest {
+class CommandsStandardTest : public test::CommandTest {
  protected:
   void SetUp() override {
     test::WriteBundle(bundle, 'A');
@@ -44,7 +44,7 @@ class StandardCommandTest : public test::CommandTest {
   const Path installed = plugins / "k7k-obs-audio";
 };
 
-TEST_F(StandardCommandTest, EachCommand_NoProgramDataFolder_IsTargetUnavailableAnd20) {
+TEST_F(CommandsStandardTest, EachCommand_NoProgramDataFolder_IsTargetUnavailableAnd20) {
   setting.reset();
   const test::ProgramDataSetting none(std::nullopt);
   for (const wchar_t* word : {kStatus, kInstall, kRemove, L"any other word"}) {
@@ -52,7 +52,7 @@ TEST_F(StandardCommandTest, EachCommand_NoProgramDataFolder_IsTargetUnavailableA
   }
 }
 
-TEST_F(StandardCommandTest, EachCommand_NoProgramDataFolderAndObsRuns_TheTargetWins) {
+TEST_F(CommandsStandardTest, EachCommand_NoProgramDataFolderAndObsRuns_TheTargetWins) {
   setting.reset();
   const test::ProgramDataSetting none(std::nullopt);
   const RunningProgram obs(elsewhere.path(), "obs64.exe");
@@ -61,45 +61,45 @@ TEST_F(StandardCommandTest, EachCommand_NoProgramDataFolderAndObsRuns_TheTargetW
   }
 }
 
-TEST_F(StandardCommandTest, StatusStandard_NothingInstalled_IsNotInstalledAndZero) {
+TEST_F(CommandsStandardTest, StatusStandard_NothingInstalled_IsNotInstalledAndZero) {
   EXPECT_EQ(RunWithoutTrace(kStatus), (Report{0, L"state=not-installed\nobsRunning=0\n", L""}));
 }
 
-TEST_F(StandardCommandTest, StatusStandard_ValidCopy_IsInstalledValidAndZero) {
+TEST_F(CommandsStandardTest, StatusStandard_ValidCopy_IsInstalledValidAndZero) {
   test::WriteBundle(installed, 'A');
   EXPECT_EQ(RunWithoutTrace(kStatus), (Report{0, L"state=installed-valid\nobsRunning=0\n", L""}));
 }
 
-TEST_F(StandardCommandTest, StatusStandard_OtherCopy_IsInvalidWithTheDetailOnStandardError) {
+TEST_F(CommandsStandardTest, StatusStandard_OtherCopy_IsInvalidWithTheDetailOnStandardError) {
   test::WriteBundle(installed, 'B');
   EXPECT_EQ(RunWithoutTrace(kStatus),
             (Report{0, L"state=installed-invalid\nobsRunning=0\n",
                     L"detail=Installed OBS plugin files differ from the bundled connector\n"}));
 }
 
-TEST_F(StandardCommandTest, StatusStandard_PluginFolderIsAFile_HasNoDetailLine) {
+TEST_F(CommandsStandardTest, StatusStandard_PluginFolderIsAFile_HasNoDetailLine) {
   WriteFile(installed, "a file");
   EXPECT_EQ(RunWithoutTrace(kStatus), (Report{0, L"state=installed-invalid\nobsRunning=0\n", L""}));
 }
 
-TEST_F(StandardCommandTest, StatusStandard_FolderUnreadable_IsNotInstalledWithADetailAndZero) {
+TEST_F(CommandsStandardTest, StatusStandard_FolderUnreadable_IsNotInstalledWithADetailAndZero) {
   disk.fails = FailEach(Call::Status, installed);
   EXPECT_EQ(RunWithoutTrace(kStatus), (Report{0, L"state=not-installed\nobsRunning=0\n",
                                               L"detail=Could not inspect the installed bundle\n"}));
 }
 
-TEST_F(StandardCommandTest, StatusStandard_NoBundle_IsInvalidWithoutADetailLine) {
+TEST_F(CommandsStandardTest, StatusStandard_NoBundle_IsInvalidWithoutADetailLine) {
   test::WriteBundle(installed, 'A');
   Remove(bundle);
   EXPECT_EQ(RunWithoutTrace(kStatus), (Report{0, L"state=installed-invalid\nobsRunning=0\n", L""}));
 }
 
-TEST_F(StandardCommandTest, StatusStandard_ObsRuns_SaysSoAndAnswers) {
+TEST_F(CommandsStandardTest, StatusStandard_ObsRuns_SaysSoAndAnswers) {
   const RunningProgram obs(elsewhere.path(), "OBS64.exe");
   EXPECT_EQ(RunWithoutTrace(kStatus), (Report{0, L"state=not-installed\nobsRunning=1\n", L""}));
 }
 
-TEST_F(StandardCommandTest, InstallAndRemove_ObsRuns_AreRefusedWith21AndTouchNothing) {
+TEST_F(CommandsStandardTest, InstallAndRemove_ObsRuns_AreRefusedWith21AndTouchNothing) {
   test::WriteBundle(installed, 'B');
   const RunningProgram obs(elsewhere.path(), "obs64.exe");
   const std::size_t calls = disk.calls.size();
@@ -109,38 +109,38 @@ TEST_F(StandardCommandTest, InstallAndRemove_ObsRuns_AreRefusedWith21AndTouchNot
   EXPECT_EQ(disk.calls.size(), calls);
 }
 
-TEST_F(StandardCommandTest, InstallStandard_NothingInstalled_InstallsTheBundleAndIsZero) {
+TEST_F(CommandsStandardTest, InstallStandard_NothingInstalled_InstallsTheBundleAndIsZero) {
   EXPECT_EQ(Run(kInstall), (Report{0, L"state=installed\n", L""}));
   EXPECT_EQ(TakeTree(installed), TakeTree(bundle));
   EXPECT_TRUE(test::PrivateEntries(TakeTree(folder.path())).empty());
   EXPECT_EQ(RunWithoutTrace(kStatus), (Report{0, L"state=installed-valid\nobsRunning=0\n", L""}));
 }
 
-TEST_F(StandardCommandTest, InstallStandard_OtherCopyThere_ReplacesItAndIsZero) {
+TEST_F(CommandsStandardTest, InstallStandard_OtherCopyThere_ReplacesItAndIsZero) {
   test::WriteBundle(installed, 'B');
   EXPECT_EQ(Run(kInstall), (Report{0, L"state=installed\n", L""}));
   EXPECT_EQ(TakeTree(installed), TakeTree(bundle));
 }
 
-TEST_F(StandardCommandTest, InstallStandard_BackupCannotBeDeleted_IsInstalledWithoutADetailLine) {
+TEST_F(CommandsStandardTest, InstallStandard_BackupCannotBeDeleted_IsInstalledWithoutADetailLine) {
   test::WriteBundle(installed, 'B');
   disk.fails = [](const DiskCall& call) { return call.call == Call::Remove; };
   EXPECT_EQ(Run(kInstall), (Report{0, L"state=installed\n", L""}));
 }
 
-TEST_F(StandardCommandTest, InstallStandard_InvalidBundle_Is23WithItsDetail) {
+TEST_F(CommandsStandardTest, InstallStandard_InvalidBundle_Is23WithItsDetail) {
   Remove(bundle / "manifest.sha256");
   EXPECT_EQ(RunWithoutTrace(kInstall), (Report{23, L"",
                                                L"state=install-failed\n"
                                                L"detail=Bundle integrity manifest is missing\n"}));
 }
 
-TEST_F(StandardCommandTest, InstallStandard_NoBundle_Is23WithAnEmptyDetailLine) {
+TEST_F(CommandsStandardTest, InstallStandard_NoBundle_Is23WithAnEmptyDetailLine) {
   Remove(bundle);
   EXPECT_EQ(RunWithoutTrace(kInstall), (Report{23, L"", L"state=install-failed\ndetail=\n"}));
 }
 
-TEST_F(StandardCommandTest, InstallStandard_PluginParentIsAFile_Is24WithItsDetail) {
+TEST_F(CommandsStandardTest, InstallStandard_PluginParentIsAFile_Is24WithItsDetail) {
   WriteFile(plugins, "a file");
   EXPECT_EQ(RunWithoutTrace(kInstall),
             (Report{24, L"",
@@ -148,7 +148,7 @@ TEST_F(StandardCommandTest, InstallStandard_PluginParentIsAFile_Is24WithItsDetai
                     L"detail=Plugin parent is unavailable or unsafe\n"}));
 }
 
-TEST_F(StandardCommandTest, InstallStandard_NamesCannotBeReserved_Is25WithItsDetail) {
+TEST_F(CommandsStandardTest, InstallStandard_NamesCannotBeReserved_Is25WithItsDetail) {
   MakeFolder(plugins);
   disk.fails = [](const DiskCall& call) {
     return call.call == Call::Status &&
@@ -159,7 +159,7 @@ TEST_F(StandardCommandTest, InstallStandard_NamesCannotBeReserved_Is25WithItsDet
                                                L"detail=Could not reserve transaction paths\n"}));
 }
 
-TEST_F(StandardCommandTest, InstallStandard_CopyFails_Is26WithItsDetail) {
+TEST_F(CommandsStandardTest, InstallStandard_CopyFails_Is26WithItsDetail) {
   test::WriteBundle(installed, 'B');
   disk.fails = [](const DiskCall& call) { return call.call == Call::Copy; };
   EXPECT_EQ(RunWithoutTrace(kInstall), (Report{26, L"",
@@ -167,18 +167,18 @@ TEST_F(StandardCommandTest, InstallStandard_CopyFails_Is26WithItsDetail) {
                                                L"detail=Could not copy the complete payload\n"}));
 }
 
-TEST_F(StandardCommandTest, RemoveStandard_CopyThere_IsRemovedAndZero) {
+TEST_F(CommandsStandardTest, RemoveStandard_CopyThere_IsRemovedAndZero) {
   test::WriteBundle(installed, 'A');
   WriteFile(plugins / "other/file", "kept");
   EXPECT_EQ(Run(kRemove), (Report{0, L"state=removed\n", L""}));
   EXPECT_EQ(TakeTree(plugins), (Tree{{"other", "folder"}, {"other/file", "file kept"}}));
 }
 
-TEST_F(StandardCommandTest, RemoveStandard_NothingInstalled_IsNotInstalledAndZero) {
+TEST_F(CommandsStandardTest, RemoveStandard_NothingInstalled_IsNotInstalledAndZero) {
   EXPECT_EQ(RunWithoutTrace(kRemove), (Report{0, L"state=not-installed\n", L""}));
 }
 
-TEST_F(StandardCommandTest, RemoveStandard_NoBundle_IsNotAskedAbout) {
+TEST_F(CommandsStandardTest, RemoveStandard_NoBundle_IsNotAskedAbout) {
   test::WriteBundle(installed, 'A');
   disk.calls.clear();
   EXPECT_EQ(Run(kRemove), (Report{0, L"state=removed\n", L""}));
@@ -187,13 +187,13 @@ TEST_F(StandardCommandTest, RemoveStandard_NoBundle_IsNotAskedAbout) {
   }
 }
 
-TEST_F(StandardCommandTest, RemoveStandard_PluginFolderIsAFile_Is34WithItsDetail) {
+TEST_F(CommandsStandardTest, RemoveStandard_PluginFolderIsAFile_Is34WithItsDetail) {
   WriteFile(installed, "a file");
   EXPECT_EQ(RunWithoutTrace(kRemove),
             (Report{34, L"", L"state=remove-failed\ndetail=Installed plugin path is unsafe\n"}));
 }
 
-TEST_F(StandardCommandTest, RemoveStandard_ParentUnreadable_Is35WithItsDetail) {
+TEST_F(CommandsStandardTest, RemoveStandard_ParentUnreadable_Is35WithItsDetail) {
   MakeFolder(plugins);
   disk.fails = FailEach(Call::Status, plugins);
   EXPECT_EQ(RunWithoutTrace(kRemove), (Report{35, L"",

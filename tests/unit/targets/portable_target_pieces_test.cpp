@@ -25,7 +25,7 @@ using test::WriteFile;
 constexpr auto kUnsafeDll = L"The portable OBS plugin DLL path is unsafe";
 constexpr auto kUnsafeData = L"The portable OBS plugin data path is unsafe";
 
-class PortableTargetsTest : public testing::Test {
+class PortableTargetPiecesTest : public testing::Test {
  protected:
   void SetUp() override { MakeFolder(root); }
 
@@ -51,15 +51,15 @@ class PortableTargetsTest : public testing::Test {
   const Path data = root / "data/obs-plugins/k7k-obs-audio";
 };
 
-TEST_F(PortableTargetsTest, CheckPortableTargets_NeitherPiece_IsAccepted) { ExpectAccepted(); }
+TEST_F(PortableTargetPiecesTest, CheckPortableTargets_NeitherPiece_IsAccepted) { ExpectAccepted(); }
 
-TEST_F(PortableTargetsTest, CheckPortableTargets_BothPiecesWhateverTheyHold_AreAccepted) {
+TEST_F(PortableTargetPiecesTest, CheckPortableTargets_BothPiecesWhateverTheyHold_AreAccepted) {
   WriteFile(dll, "");
   WriteFile(data / "anything/deep", "x");
   ExpectAccepted();
 }
 
-TEST_F(PortableTargetsTest, CheckPortableTargets_OnePieceAlone_IsAccepted) {
+TEST_F(PortableTargetPiecesTest, CheckPortableTargets_OnePieceAlone_IsAccepted) {
   WriteFile(dll, "x");
   ExpectAccepted();
   ASSERT_TRUE(NativeDisk().RemoveAll(dll));
@@ -67,19 +67,19 @@ TEST_F(PortableTargetsTest, CheckPortableTargets_OnePieceAlone_IsAccepted) {
   ExpectAccepted();
 }
 
-TEST_F(PortableTargetsTest, CheckPortableTargets_LibraryIsAFolder_IsUnsafe) {
+TEST_F(PortableTargetPiecesTest, CheckPortableTargets_LibraryIsAFolder_IsUnsafe) {
   MakeFolder(dll);
   ExpectRefused(kUnsafeDll);
 }
 
-TEST_F(PortableTargetsTest, CheckPortableTargets_LibraryIsALinkToAFolder_IsUnsafe) {
+TEST_F(PortableTargetPiecesTest, CheckPortableTargets_LibraryIsALinkToAFolder_IsUnsafe) {
   MakeFolder(dll.parent_path());
   MakeFolder(folder / "elsewhere");
   MakeFolderLink(folder / "elsewhere", dll);
   ExpectRefused(kUnsafeDll);
 }
 
-TEST_F(PortableTargetsTest, CheckPortableTargets_LibraryIsALinkToAFile_IsUnsafe) {
+TEST_F(PortableTargetPiecesTest, CheckPortableTargets_LibraryIsALinkToAFile_IsUnsafe) {
   if (test::RunsUnderWine()) GTEST_SKIP() << "a Unix link to a file does not show as one in Wine";
   MakeFolder(dll.parent_path());
   WriteFile(folder / "elsewhere", "x");
@@ -87,20 +87,20 @@ TEST_F(PortableTargetsTest, CheckPortableTargets_LibraryIsALinkToAFile_IsUnsafe)
   ExpectRefused(kUnsafeDll);
 }
 
-TEST_F(PortableTargetsTest, CheckPortableTargets_LibraryIsALinkOfAnyKind_IsUnsafe) {
+TEST_F(PortableTargetPiecesTest, CheckPortableTargets_LibraryIsALinkOfAnyKind_IsUnsafe) {
   WriteFile(dll, "x");
   test::LateLinkDisk disk(dll, 1);
   ExpectRefused(kUnsafeDll);
 }
 
-TEST_F(PortableTargetsTest, CheckPortableTargets_LibraryStatusUnreadable_IsIgnored) {
+TEST_F(PortableTargetPiecesTest, CheckPortableTargets_LibraryStatusUnreadable_IsIgnored) {
   MakeFolder(dll);  // would be refused if its status could be read
   FaultDisk disk;
   disk.fails = FailEach(Call::Status, dll);
   ExpectAccepted();
 }
 
-TEST_F(PortableTargetsTest, CheckPortableTargets_LibrarySecondStatusUnreadable_IsUnsafe) {
+TEST_F(PortableTargetPiecesTest, CheckPortableTargets_LibrarySecondStatusUnreadable_IsUnsafe) {
   WriteFile(dll, "x");
   FaultDisk disk;
   disk.fails = FailNth(Call::Status, dll, 2);
@@ -109,26 +109,26 @@ TEST_F(PortableTargetsTest, CheckPortableTargets_LibrarySecondStatusUnreadable_I
   EXPECT_EQ(detail, kUnsafeDll);
 }
 
-TEST_F(PortableTargetsTest, CheckPortableTargets_DataIsAFile_IsUnsafe) {
+TEST_F(PortableTargetPiecesTest, CheckPortableTargets_DataIsAFile_IsUnsafe) {
   WriteFile(data, "a file");
   ExpectRefused(kUnsafeData);
 }
 
-TEST_F(PortableTargetsTest, CheckPortableTargets_DataIsALink_IsUnsafe) {
+TEST_F(PortableTargetPiecesTest, CheckPortableTargets_DataIsALink_IsUnsafe) {
   MakeFolder(data.parent_path());
   MakeFolder(folder / "elsewhere");
   MakeFolderLink(folder / "elsewhere", data);
   ExpectRefused(kUnsafeData);
 }
 
-TEST_F(PortableTargetsTest, CheckPortableTargets_LinkDeepInTheData_IsUnsafe) {
+TEST_F(PortableTargetPiecesTest, CheckPortableTargets_LinkDeepInTheData_IsUnsafe) {
   MakeFolder(data / "a/b");
   MakeFolder(folder / "elsewhere");
   MakeFolderLink(folder / "elsewhere", data / "a/b/link");
   ExpectRefused(kUnsafeData);
 }
 
-TEST_F(PortableTargetsTest, CheckPortableTargets_DataEntryAfterAFailedStep_IsUnsafe) {
+TEST_F(PortableTargetPiecesTest, CheckPortableTargets_DataEntryAfterAFailedStep_IsUnsafe) {
   WriteFile(data / "file", "x");
   FaultDisk disk;
   disk.failed_walk_yields = true;
@@ -136,27 +136,27 @@ TEST_F(PortableTargetsTest, CheckPortableTargets_DataEntryAfterAFailedStep_IsUns
   ExpectRefused(kUnsafeData);
 }
 
-TEST_F(PortableTargetsTest, CheckPortableTargets_DataCannotBeListed_IsAccepted) {
+TEST_F(PortableTargetPiecesTest, CheckPortableTargets_DataCannotBeListed_IsAccepted) {
   WriteFile(data / "file", "x");
   FaultDisk disk;
   disk.fails = FailEach(Call::WalkOpen, data);
   ExpectAccepted();
 }
 
-TEST_F(PortableTargetsTest, CheckPortableTargets_DataStatusUnreadable_FailsWithoutAMessage) {
+TEST_F(PortableTargetPiecesTest, CheckPortableTargets_DataStatusUnreadable_FailsWithoutAMessage) {
   MakeFolder(data);
   FaultDisk disk;
   disk.fails = FailEach(Call::Status, data);
   ExpectRefused(kUntouched);
 }
 
-TEST_F(PortableTargetsTest, CheckPortableTargets_LibraryAndDataUnsafe_TheLibraryWins) {
+TEST_F(PortableTargetPiecesTest, CheckPortableTargets_LibraryAndDataUnsafe_TheLibraryWins) {
   MakeFolder(dll);
   WriteFile(data, "a file");
   ExpectRefused(kUnsafeDll);
 }
 
-TEST_F(PortableTargetsTest, CheckPortableTargets_LibraryUnreadableAndDataUnsafe_TheDataIsJudged) {
+TEST_F(PortableTargetPiecesTest, CheckPortableTargets_LibraryUnreadableAndDataUnsafe_TheDataIsJudged) {
   WriteFile(dll, "x");
   WriteFile(data, "a file");
   FaultDisk disk;
@@ -164,7 +164,7 @@ TEST_F(PortableTargetsTest, CheckPortableTargets_LibraryUnreadableAndDataUnsafe_
   ExpectRefused(kUnsafeData);
 }
 
-TEST_F(PortableTargetsTest, CheckPortableTargets_LibraryUnsafeAndDataUnreadable_TheLibraryWins) {
+TEST_F(PortableTargetPiecesTest, CheckPortableTargets_LibraryUnsafeAndDataUnreadable_TheLibraryWins) {
   MakeFolder(dll);
   FaultDisk disk;
   disk.fails = FailEach(Call::Status, data);

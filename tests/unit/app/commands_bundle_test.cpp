@@ -14,7 +14,7 @@ using test::ReadFile;
 using test::Report;
 using test::WriteFile;
 
-class BundleCommandTest : public test::CommandTest {
+class CommandsBundleTest : public test::CommandTest {
  protected:
   void SetUp() override { test::WriteBundle(bundle, 'A'); }
 
@@ -25,76 +25,76 @@ class BundleCommandTest : public test::CommandTest {
   void Remove(const Path& path) const { ASSERT_TRUE(NativeDisk().RemoveAll(bundle / path)); }
 };
 
-TEST_F(BundleCommandTest, StatusBundled_ValidBundle_IsZeroWithItsBytes) {
+TEST_F(CommandsBundleTest, StatusBundled_ValidBundle_IsZeroWithItsBytes) {
   EXPECT_EQ(Status(), (Report{0, L"state=installed-valid\nbytes=823\n", L""}));
 }
 
-TEST_F(BundleCommandTest, StatusBundled_NoBundleFolder_IsNotInstalledAndOne) {
+TEST_F(CommandsBundleTest, StatusBundled_NoBundleFolder_IsNotInstalledAndOne) {
   Remove("");
   EXPECT_EQ(Status(), (Report{1, L"state=not-installed\nbytes=0\n", L""}));
 }
 
-TEST_F(BundleCommandTest, StatusBundled_FolderUnreadable_IsNotInstalledWithItsDetailAndOne) {
+TEST_F(CommandsBundleTest, StatusBundled_FolderUnreadable_IsNotInstalledWithItsDetailAndOne) {
   disk.fails = FailEach(Call::Status, bundle);
   EXPECT_EQ(Status(), (Report{1, L"state=not-installed\nbytes=0\n",
                               L"detail=Could not inspect the bundle\n"}));
 }
 
-TEST_F(BundleCommandTest, StatusBundled_BundleIsAFile_IsInvalidWithoutADetailLineAndTwo) {
+TEST_F(CommandsBundleTest, StatusBundled_BundleIsAFile_IsInvalidWithoutADetailLineAndTwo) {
   Remove("");
   WriteFile(bundle, "a file");
   EXPECT_EQ(Status(), (Report{2, L"state=installed-invalid\nbytes=0\n", L""}));
 }
 
-TEST_F(BundleCommandTest, StatusBundled_NoManifest_IsInvalidWithTheSumSoFarAndTwo) {
+TEST_F(CommandsBundleTest, StatusBundled_NoManifest_IsInvalidWithTheSumSoFarAndTwo) {
   Remove("manifest.sha256");
   EXPECT_EQ(Status(), (Report{2, L"state=installed-invalid\nbytes=192\n",
                               L"detail=Bundle integrity manifest is missing\n"}));
 }
 
-TEST_F(BundleCommandTest, StatusBundled_ManifestSizeUnreadable_IsOneByteLessWithoutADetailLine) {
+TEST_F(CommandsBundleTest, StatusBundled_ManifestSizeUnreadable_IsOneByteLessWithoutADetailLine) {
   disk.fails = FailEach(Call::Size, bundle / "manifest.sha256");
   EXPECT_EQ(Status(), (Report{2, L"state=installed-invalid\nbytes=191\n", L""}));
 }
 
-TEST_F(BundleCommandTest, StatusBundled_ManyBytes_AreWrittenWithoutSeparators) {
+TEST_F(CommandsBundleTest, StatusBundled_ManyBytes_AreWrittenWithoutSeparators) {
   test::WriteSteppedBundle(bundle);
   EXPECT_EQ(Status(), (Report{0, L"state=installed-valid\nbytes=111742\n", L""}));
 }
 
-TEST_F(BundleCommandTest, StatusBundled_ObsRuns_AnswersAllTheSame) {
+TEST_F(CommandsBundleTest, StatusBundled_ObsRuns_AnswersAllTheSame) {
   const test::RunningProgram obs(elsewhere.path(), "obs64.exe");
   EXPECT_EQ(Status(), (Report{0, L"state=installed-valid\nbytes=823\n", L""}));
 }
 
-TEST_F(BundleCommandTest, WriteBundledManifest_CompleteBundle_WritesItAndIsZero) {
+TEST_F(CommandsBundleTest, WriteBundledManifest_CompleteBundle_WritesItAndIsZero) {
   Remove("manifest.sha256");
   EXPECT_EQ(Run([] { return RunBundleCommand(L"--write-bundled-manifest"); }),
             (Report{0, L"state=manifest-written\n", L""}));
   EXPECT_EQ(ReadFile(bundle / "manifest.sha256"), test::ManifestText(test::kDigestOfA));
 }
 
-TEST_F(BundleCommandTest, WriteBundledManifest_IncompleteBundle_FailsWithItsDetailAndTwo) {
+TEST_F(CommandsBundleTest, WriteBundledManifest_IncompleteBundle_FailsWithItsDetailAndTwo) {
   Remove("data/locale/ko-KR.ini");
   EXPECT_EQ(
       RunWithoutTrace([] { return RunBundleCommand(L"--write-bundled-manifest"); }),
       (Report{2, L"", L"state=manifest-failed\ndetail=Cannot manifest an incomplete bundle\n"}));
 }
 
-TEST_F(BundleCommandTest, WriteBundledManifest_NoBundle_FailsWithItsDetailAndTwo) {
+TEST_F(CommandsBundleTest, WriteBundledManifest_NoBundle_FailsWithItsDetailAndTwo) {
   Remove("");
   EXPECT_EQ(RunWithoutTrace([] { return RunBundleCommand(L"--write-bundled-manifest"); }),
             (Report{2, L"", L"state=manifest-failed\ndetail=Path does not exist\n"}));
 }
 
-TEST_F(BundleCommandTest, RunBundleCommand_WordOfAnotherHandler_Is64WithoutALine) {
+TEST_F(CommandsBundleTest, RunBundleCommand_WordOfAnotherHandler_Is64WithoutALine) {
   for (const wchar_t* word : {L"--status-standard", L"--install-portable", L"--self-test", L"",
                               L"--STATUS-BUNDLED", L"--status-bundled ", L"--status-bundle"}) {
     EXPECT_EQ(RunWithoutTrace([&] { return RunBundleCommand(word); }), (Report{64, L"", L""}));
   }
 }
 
-TEST_F(BundleCommandTest, RunStandardCommand_WordOfAnotherHandler_Is64WithoutALine) {
+TEST_F(CommandsBundleTest, RunStandardCommand_WordOfAnotherHandler_Is64WithoutALine) {
   test::MakeFolder(program_data);
   const test::ProgramDataSetting setting(program_data);
   for (const wchar_t* word : {L"--status-bundled", L"--install-portable", L"--self-test", L"",
@@ -103,7 +103,7 @@ TEST_F(BundleCommandTest, RunStandardCommand_WordOfAnotherHandler_Is64WithoutALi
   }
 }
 
-TEST_F(BundleCommandTest, RunPortableCommand_WordOfAnotherHandler_Is64WithoutALine) {
+TEST_F(CommandsBundleTest, RunPortableCommand_WordOfAnotherHandler_Is64WithoutALine) {
   test::WritePortableObs(folder / "obs");
   for (const wchar_t* word : {L"--status-bundled", L"--install-standard", L"--self-test", L"",
                               L"--STATUS-PORTABLE", L"--install-portable ", L"--remove"}) {

@@ -23,7 +23,7 @@ constexpr auto kMissing = L"Bundle is missing a required plugin file";
 constexpr auto kEmpty = L"A required plugin file is empty";
 
 // The parameter is the place of a required file in the list.
-class EachRequiredFileTest : public testing::TestWithParam<std::size_t> {
+class BundleCheckEachFileTest : public testing::TestWithParam<std::size_t> {
  protected:
   void SetUp() override { test::WriteSteppedBundle(bundle); }
 
@@ -42,37 +42,37 @@ class EachRequiredFileTest : public testing::TestWithParam<std::size_t> {
   const Path file = bundle / test::kFiles[GetParam()];
 };
 
-INSTANTIATE_TEST_SUITE_P(All, EachRequiredFileTest, testing::Range<std::size_t>(0, 6));
+INSTANTIATE_TEST_SUITE_P(All, BundleCheckEachFileTest, testing::Range<std::size_t>(0, 6));
 
-TEST_P(EachRequiredFileTest, InspectBundle_FileMissing_SaysSoWithTheSumSoFar) {
+TEST_P(BundleCheckEachFileTest, InspectBundle_FileMissing_SaysSoWithTheSumSoFar) {
   ASSERT_TRUE(NativeDisk().RemoveAll(file));
   ExpectStop(kMissing);
 }
 
-TEST_P(EachRequiredFileTest, InspectBundle_FileIsAFolder_IsMissingWithTheSumSoFar) {
+TEST_P(BundleCheckEachFileTest, InspectBundle_FileIsAFolder_IsMissingWithTheSumSoFar) {
   ASSERT_TRUE(NativeDisk().RemoveAll(file));
   WriteFile(file / "inside", "x");
   ExpectStop(kMissing);
 }
 
-TEST_P(EachRequiredFileTest, InspectBundle_FileStatusUnreadable_IsMissingWithTheSumSoFar) {
+TEST_P(BundleCheckEachFileTest, InspectBundle_FileStatusUnreadable_IsMissingWithTheSumSoFar) {
   FaultDisk disk;
   disk.fails = FailEach(Call::Status, file);
   ExpectStop(kMissing);
 }
 
-TEST_P(EachRequiredFileTest, InspectBundle_FileEmpty_SaysSoWithTheSumSoFar) {
+TEST_P(BundleCheckEachFileTest, InspectBundle_FileEmpty_SaysSoWithTheSumSoFar) {
   WriteFile(file, "");
   ExpectStop(kEmpty);
 }
 
-TEST_P(EachRequiredFileTest, InspectBundle_FileSizeUnreadable_IsEmptyWithTheSumSoFar) {
+TEST_P(BundleCheckEachFileTest, InspectBundle_FileSizeUnreadable_IsEmptyWithTheSumSoFar) {
   FaultDisk disk;
   disk.fails = FailEach(Call::Size, file);
   ExpectStop(kEmpty);
 }
 
-TEST_P(EachRequiredFileTest, InspectBundle_FileIsALinkOfAnyKind_BundleContainsAReparsePoint) {
+TEST_P(BundleCheckEachFileTest, InspectBundle_FileIsALinkOfAnyKind_BundleContainsAReparsePoint) {
   test::LateLinkDisk disk(file, 1);
   std::wstring detail = kUntouched;
   const CopyVerdict verdict = InspectBundle(bundle, &detail);
@@ -82,12 +82,12 @@ TEST_P(EachRequiredFileTest, InspectBundle_FileIsALinkOfAnyKind_BundleContainsAR
   EXPECT_EQ(detail, L"Bundle contains a reparse point");
 }
 
-TEST_P(EachRequiredFileTest, InspectBundle_FileBecomesALinkAfterTheInspection_IsMissing) {
+TEST_P(BundleCheckEachFileTest, InspectBundle_FileBecomesALinkAfterTheInspection_IsMissing) {
   test::LateLinkDisk disk(file, 2);
   ExpectStop(kMissing);
 }
 
-TEST_P(EachRequiredFileTest, InspectBundle_FileAttributesUnreadable_IsNoLink) {
+TEST_P(BundleCheckEachFileTest, InspectBundle_FileAttributesUnreadable_IsNoLink) {
   FaultDisk disk;
   disk.fails = FailEach(Call::IsReparsePoint, file);
   std::wstring detail = kUntouched;
@@ -97,13 +97,13 @@ TEST_P(EachRequiredFileTest, InspectBundle_FileAttributesUnreadable_IsNoLink) {
   EXPECT_EQ(detail, kUntouched);
 }
 
-TEST_P(EachRequiredFileTest, InspectBundle_FileMissingAndAllLaterOnesEmpty_TheMissingOneWins) {
+TEST_P(BundleCheckEachFileTest, InspectBundle_FileMissingAndAllLaterOnesEmpty_TheMissingOneWins) {
   ASSERT_TRUE(NativeDisk().RemoveAll(file));
   for (std::size_t i = GetParam() + 1; i < 6; ++i) WriteFile(bundle / test::kFiles[i], "");
   ExpectStop(kMissing);
 }
 
-TEST_P(EachRequiredFileTest, InspectBundle_FileEmptyAndAllLaterOnesMissing_TheEmptyOneWins) {
+TEST_P(BundleCheckEachFileTest, InspectBundle_FileEmptyAndAllLaterOnesMissing_TheEmptyOneWins) {
   WriteFile(file, "");
   for (std::size_t i = GetParam() + 1; i < 6; ++i) {
     ASSERT_TRUE(NativeDisk().RemoveAll(bundle / test::kFiles[i]));
@@ -111,7 +111,7 @@ TEST_P(EachRequiredFileTest, InspectBundle_FileEmptyAndAllLaterOnesMissing_TheEm
   ExpectStop(kEmpty);
 }
 
-TEST_P(EachRequiredFileTest, InspectBundle_FileCannotBeRead_HashDoesNotMatch) {
+TEST_P(BundleCheckEachFileTest, InspectBundle_FileCannotBeRead_HashDoesNotMatch) {
   FaultDisk disk;
   disk.fails = FailEach(Call::OpenInput, file);
   std::wstring detail = kUntouched;
@@ -122,7 +122,7 @@ TEST_P(EachRequiredFileTest, InspectBundle_FileCannotBeRead_HashDoesNotMatch) {
   EXPECT_EQ(detail, L"Bundle file hash does not match manifest");
 }
 
-TEST(NamedBundleFilesTest, InspectBundle_RealLinkPutInAfterTheInspection_IsMissing) {
+TEST(BundleCheckFilesTest, InspectBundle_RealLinkPutInAfterTheInspection_IsMissing) {
   if (test::RunsUnderWine()) GTEST_SKIP() << "a Unix link to a file does not show as one in Wine";
   for (std::size_t i = 0; i < 6; ++i) {
     const TestFolder folder;
@@ -142,7 +142,7 @@ TEST(NamedBundleFilesTest, InspectBundle_RealLinkPutInAfterTheInspection_IsMissi
   }
 }
 
-TEST(NamedBundleFilesTest, InspectBundle_EmptyJapaneseFile_ReportsTheFirstFourSizes) {
+TEST(BundleCheckFilesTest, InspectBundle_EmptyJapaneseFile_ReportsTheFirstFourSizes) {
   const TestFolder folder;
   test::WriteSteppedBundle(folder.path());
   WriteFile(folder / "data/locale/ja-JP.ini", "");
@@ -151,7 +151,7 @@ TEST(NamedBundleFilesTest, InspectBundle_EmptyJapaneseFile_ReportsTheFirstFourSi
   EXPECT_EQ(detail, L"A required plugin file is empty");
 }
 
-TEST(NamedBundleFilesTest, InspectBundle_TaiwaneseFileIsAFolder_IsMissing) {
+TEST(BundleCheckFilesTest, InspectBundle_TaiwaneseFileIsAFolder_IsMissing) {
   const TestFolder folder;
   test::WriteSteppedBundle(folder.path());
   ASSERT_TRUE(NativeDisk().RemoveAll(folder / "data/locale/zh-TW.ini"));
@@ -161,7 +161,7 @@ TEST(NamedBundleFilesTest, InspectBundle_TaiwaneseFileIsAFolder_IsMissing) {
   EXPECT_EQ(detail, L"Bundle is missing a required plugin file");
 }
 
-TEST(NamedBundleFilesTest, InspectBundle_EmptyFolder_IsMissingTheLibraryWithNoBytes) {
+TEST(BundleCheckFilesTest, InspectBundle_EmptyFolder_IsMissingTheLibraryWithNoBytes) {
   const TestFolder folder;
   std::wstring detail;
   const CopyVerdict verdict = InspectBundle(folder.path(), &detail);

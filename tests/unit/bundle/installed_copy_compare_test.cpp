@@ -19,7 +19,7 @@ using test::TestFolder;
 using test::Tree;
 using test::WriteFile;
 
-class CompareInstalledTest : public testing::Test {
+class InstalledCopyCompareTest : public testing::Test {
  protected:
   void SetUp() override {
     test::WriteSteppedBundle(bundle);
@@ -50,9 +50,9 @@ class CompareInstalledTest : public testing::Test {
   const Path installed = folder / "installed";
 };
 
-TEST_F(CompareInstalledTest, CompareInstalledFiles_SameFiles_StoresTheSumOfTheSix) { ExpectSame(); }
+TEST_F(InstalledCopyCompareTest, CompareInstalledFiles_SameFiles_StoresTheSumOfTheSix) { ExpectSame(); }
 
-TEST_F(CompareInstalledTest, CompareInstalledFiles_ManifestsDifferOrAreMissing_AreNotCompared) {
+TEST_F(InstalledCopyCompareTest, CompareInstalledFiles_ManifestsDifferOrAreMissing_AreNotCompared) {
   WriteFile(installed / "manifest.sha256", "another");
   ExpectSame();
   Remove(installed / "manifest.sha256");
@@ -60,13 +60,13 @@ TEST_F(CompareInstalledTest, CompareInstalledFiles_ManifestsDifferOrAreMissing_A
   ExpectSame();
 }
 
-TEST_F(CompareInstalledTest, CompareInstalledFiles_ExtraFiles_AreNotCompared) {
+TEST_F(InstalledCopyCompareTest, CompareInstalledFiles_ExtraFiles_AreNotCompared) {
   WriteFile(installed / "data/locale/fr-FR.ini", "extra");
   WriteFile(bundle / "data/locale/de-DE.ini", "extra");
   ExpectSame();
 }
 
-TEST_F(CompareInstalledTest, CompareInstalledFiles_EmptyFilesOnBothSides_AreTheSame) {
+TEST_F(InstalledCopyCompareTest, CompareInstalledFiles_EmptyFilesOnBothSides_AreTheSame) {
   for (const char* file : test::kFiles) {
     WriteFile(bundle / file, "");
     WriteFile(installed / file, "");
@@ -76,19 +76,19 @@ TEST_F(CompareInstalledTest, CompareInstalledFiles_EmptyFilesOnBothSides_AreTheS
   EXPECT_EQ(bytes, 0u);
 }
 
-TEST_F(CompareInstalledTest, CompareInstalledFiles_NothingOnBothSides_Differ) {
+TEST_F(InstalledCopyCompareTest, CompareInstalledFiles_NothingOnBothSides_Differ) {
   Remove(bundle);
   Remove(installed);
   ExpectDifferent();
 }
 
-TEST_F(CompareInstalledTest, CompareInstalledFiles_SameFolder_IsTheSame) {
+TEST_F(InstalledCopyCompareTest, CompareInstalledFiles_SameFolder_IsTheSame) {
   std::uint64_t bytes = 7;
   EXPECT_TRUE(CompareInstalledFiles(bundle, bundle, &bytes));
   EXPECT_EQ(bytes, 111111u);
 }
 
-TEST_F(CompareInstalledTest, CompareInstalledFiles_ThirdFileDiffers_NothingAfterItIsLookedAt) {
+TEST_F(InstalledCopyCompareTest, CompareInstalledFiles_ThirdFileDiffers_NothingAfterItIsLookedAt) {
   WriteFile(installed / test::kFiles[2], "other");
   FaultDisk disk;
   EXPECT_FALSE(CompareInstalledFiles(bundle, installed, nullptr));
@@ -101,7 +101,7 @@ TEST_F(CompareInstalledTest, CompareInstalledFiles_ThirdFileDiffers_NothingAfter
   EXPECT_EQ(disk.Count(Call::OpenInput), 6);
 }
 
-TEST_F(CompareInstalledTest, CompareInstalledFiles_SourceFiles_AreHashedAndNotAskedForStatus) {
+TEST_F(InstalledCopyCompareTest, CompareInstalledFiles_SourceFiles_AreHashedAndNotAskedForStatus) {
   FaultDisk disk;
   EXPECT_TRUE(CompareInstalledFiles(bundle, installed, nullptr));
   for (const test::DiskCall& call : disk.calls) {
@@ -110,7 +110,7 @@ TEST_F(CompareInstalledTest, CompareInstalledFiles_SourceFiles_AreHashedAndNotAs
   }
 }
 
-TEST_F(CompareInstalledTest, CompareInstalledFiles_TargetIsARealLinkToTheSource_Differ) {
+TEST_F(InstalledCopyCompareTest, CompareInstalledFiles_TargetIsARealLinkToTheSource_Differ) {
   if (test::RunsUnderWine()) GTEST_SKIP() << "a Unix link to a file does not show as one in Wine";
   for (const char* file : test::kFiles) {
     test::WriteSteppedBundle(installed);
@@ -122,63 +122,63 @@ TEST_F(CompareInstalledTest, CompareInstalledFiles_TargetIsARealLinkToTheSource_
 }
 
 // The parameter is the place of a required file in the list.
-class CompareEachFileTest : public CompareInstalledTest,
+class InstalledCopyCompareEachTest : public InstalledCopyCompareTest,
                             public testing::WithParamInterface<std::size_t> {
  protected:
   const Path source = bundle / test::kFiles[GetParam()];
   const Path target = installed / test::kFiles[GetParam()];
 };
 
-INSTANTIATE_TEST_SUITE_P(All, CompareEachFileTest, testing::Range<std::size_t>(0, 6));
+INSTANTIATE_TEST_SUITE_P(All, InstalledCopyCompareEachTest, testing::Range<std::size_t>(0, 6));
 
-TEST_P(CompareEachFileTest, CompareInstalledFiles_TargetMissing_Differ) {
+TEST_P(InstalledCopyCompareEachTest, CompareInstalledFiles_TargetMissing_Differ) {
   Remove(target);
   ExpectDifferent();
 }
 
-TEST_P(CompareEachFileTest, CompareInstalledFiles_TargetIsAFolder_Differ) {
+TEST_P(InstalledCopyCompareEachTest, CompareInstalledFiles_TargetIsAFolder_Differ) {
   Remove(target);
   MakeFolder(target);
   ExpectDifferent();
 }
 
-TEST_P(CompareEachFileTest, CompareInstalledFiles_TargetHasTheSameSizeOnly_Differ) {
+TEST_P(InstalledCopyCompareEachTest, CompareInstalledFiles_TargetHasTheSameSizeOnly_Differ) {
   std::string content = test::ReadFile(target);
   content.back() = 'y';
   WriteFile(target, content);
   ExpectDifferent();
 }
 
-TEST_P(CompareEachFileTest, CompareInstalledFiles_TargetIsLonger_Differ) {
+TEST_P(InstalledCopyCompareEachTest, CompareInstalledFiles_TargetIsLonger_Differ) {
   WriteFile(target, test::ReadFile(target) + "x");
   ExpectDifferent();
 }
 
-TEST_P(CompareEachFileTest, CompareInstalledFiles_SourceMissing_Differ) {
+TEST_P(InstalledCopyCompareEachTest, CompareInstalledFiles_SourceMissing_Differ) {
   Remove(source);
   ExpectDifferent();
 }
 
-TEST_P(CompareEachFileTest, CompareInstalledFiles_TargetStatusUnreadable_Differ) {
+TEST_P(InstalledCopyCompareEachTest, CompareInstalledFiles_TargetStatusUnreadable_Differ) {
   FaultDisk disk;
   disk.fails = FailEach(Call::Status, target);
   ExpectDifferent();
 }
 
-TEST_P(CompareEachFileTest, CompareInstalledFiles_TargetIsALinkOfAnyKind_Differ) {
+TEST_P(InstalledCopyCompareEachTest, CompareInstalledFiles_TargetIsALinkOfAnyKind_Differ) {
   test::LateLinkDisk disk(target, 1);
   std::uint64_t bytes = 7;
   EXPECT_FALSE(CompareInstalledFiles(bundle, installed, &bytes));
   EXPECT_EQ(bytes, 7u);
 }
 
-TEST_P(CompareEachFileTest, CompareInstalledFiles_TargetAttributesUnreadable_IsNoLink) {
+TEST_P(InstalledCopyCompareEachTest, CompareInstalledFiles_TargetAttributesUnreadable_IsNoLink) {
   FaultDisk disk;
   disk.fails = FailEach(Call::IsReparsePoint, target);
   ExpectSame();
 }
 
-TEST_P(CompareEachFileTest, CompareInstalledFiles_EitherSideCannotBeRead_Differ) {
+TEST_P(InstalledCopyCompareEachTest, CompareInstalledFiles_EitherSideCannotBeRead_Differ) {
   for (const Path& file : {source, target}) {
     for (const Call call : {Call::OpenInput, Call::Read}) {
       FaultDisk disk;
@@ -188,7 +188,7 @@ TEST_P(CompareEachFileTest, CompareInstalledFiles_EitherSideCannotBeRead_Differ)
   }
 }
 
-TEST_P(CompareEachFileTest, CompareInstalledFiles_TargetSizeUnreadable_Differ) {
+TEST_P(InstalledCopyCompareEachTest, CompareInstalledFiles_TargetSizeUnreadable_Differ) {
   FaultDisk disk;
   disk.fails = FailEach(Call::Size, target);
   ExpectDifferent();

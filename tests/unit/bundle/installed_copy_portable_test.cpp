@@ -30,7 +30,7 @@ constexpr std::array<const char*, 6> kTargets{
     "target/data/locale/ko-KR.ini",
 };
 
-class PortableCompareTest : public testing::Test {
+class InstalledCopyPortableTest : public testing::Test {
  protected:
   void SetUp() override {
     test::WriteSteppedBundle(bundle);
@@ -63,36 +63,36 @@ class PortableCompareTest : public testing::Test {
   const Path data = folder / "target/data";
 };
 
-TEST_F(PortableCompareTest, ComparePortableFiles_SameFiles_StoresTheSumOfTheSix) { ExpectSame(); }
+TEST_F(InstalledCopyPortableTest, ComparePortableFiles_SameFiles_StoresTheSumOfTheSix) { ExpectSame(); }
 
-TEST_F(PortableCompareTest, ComparePortableFiles_DataFolderWithTrailingSeparator_IsTheSame) {
+TEST_F(InstalledCopyPortableTest, ComparePortableFiles_DataFolderWithTrailingSeparator_IsTheSame) {
   EXPECT_TRUE(ComparePortableFiles(bundle, library, data / "", nullptr));
 }
 
-TEST_F(PortableCompareTest, ComparePortableFiles_KoreanFileMissing_Differ) {
+TEST_F(InstalledCopyPortableTest, ComparePortableFiles_KoreanFileMissing_Differ) {
   Remove(data / "locale/ko-KR.ini");
   ExpectDifferent();
 }
 
-TEST_F(PortableCompareTest, ComparePortableFiles_ExtraLocaleFile_IsTheSame) {
+TEST_F(InstalledCopyPortableTest, ComparePortableFiles_ExtraLocaleFile_IsTheSame) {
   WriteFile(data / "locale/fr-FR.ini", "extra");
   ExpectSame();
 }
 
-TEST_F(PortableCompareTest, ComparePortableFiles_NullCounter_AnswersTheSame) {
+TEST_F(InstalledCopyPortableTest, ComparePortableFiles_NullCounter_AnswersTheSame) {
   EXPECT_TRUE(ComparePortableFiles(bundle, library, data, nullptr));
   Remove(library);
   EXPECT_FALSE(ComparePortableFiles(bundle, library, data, nullptr));
 }
 
-TEST_F(PortableCompareTest, ComparePortableFiles_LibraryPathIsTakenAsGiven_NotJoinedToAnything) {
+TEST_F(InstalledCopyPortableTest, ComparePortableFiles_LibraryPathIsTakenAsGiven_NotJoinedToAnything) {
   ASSERT_EQ(0, NativeDisk().Move(library, folder / "elsewhere.bin"));
   std::uint64_t bytes = 7;
   EXPECT_TRUE(ComparePortableFiles(bundle, folder / "elsewhere.bin", data, &bytes));
   EXPECT_EQ(bytes, 111111u);
 }
 
-TEST_F(PortableCompareTest, ComparePortableFiles_LocaleFilesBelowDataTwice_Differ) {
+TEST_F(InstalledCopyPortableTest, ComparePortableFiles_LocaleFilesBelowDataTwice_Differ) {
   // As if the bundle's own "data" had been kept in the path.
   ASSERT_EQ(0, NativeDisk().Move(data, folder / "target/moved"));
   MakeFolder(data);
@@ -100,12 +100,12 @@ TEST_F(PortableCompareTest, ComparePortableFiles_LocaleFilesBelowDataTwice_Diffe
   ExpectDifferent();
 }
 
-TEST_F(PortableCompareTest, ComparePortableFiles_NoManifestAnywhere_IsTheSame) {
+TEST_F(InstalledCopyPortableTest, ComparePortableFiles_NoManifestAnywhere_IsTheSame) {
   Remove(bundle / "manifest.sha256");
   ExpectSame();
 }
 
-TEST_F(PortableCompareTest, ComparePortableFiles_LibraryDiffers_NoLocaleFileIsLookedAt) {
+TEST_F(InstalledCopyPortableTest, ComparePortableFiles_LibraryDiffers_NoLocaleFileIsLookedAt) {
   WriteFile(library, "other");
   FaultDisk disk;
   EXPECT_FALSE(ComparePortableFiles(bundle, library, data, nullptr));
@@ -115,58 +115,58 @@ TEST_F(PortableCompareTest, ComparePortableFiles_LibraryDiffers_NoLocaleFileIsLo
   }
 }
 
-class PortableCompareEachTest : public PortableCompareTest,
+class InstalledCopyPortableEachTest : public InstalledCopyPortableTest,
                                 public testing::WithParamInterface<std::size_t> {
  protected:
   const Path source = bundle / test::kFiles[GetParam()];
   const Path target = folder / kTargets[GetParam()];
 };
 
-INSTANTIATE_TEST_SUITE_P(All, PortableCompareEachTest, testing::Range<std::size_t>(0, 6));
+INSTANTIATE_TEST_SUITE_P(All, InstalledCopyPortableEachTest, testing::Range<std::size_t>(0, 6));
 
-TEST_P(PortableCompareEachTest, ComparePortableFiles_TargetMissing_Differ) {
+TEST_P(InstalledCopyPortableEachTest, ComparePortableFiles_TargetMissing_Differ) {
   Remove(target);
   ExpectDifferent();
 }
 
-TEST_P(PortableCompareEachTest, ComparePortableFiles_TargetIsAFolder_Differ) {
+TEST_P(InstalledCopyPortableEachTest, ComparePortableFiles_TargetIsAFolder_Differ) {
   Remove(target);
   MakeFolder(target);
   ExpectDifferent();
 }
 
-TEST_P(PortableCompareEachTest, ComparePortableFiles_TargetHasTheSameSizeOnly_Differ) {
+TEST_P(InstalledCopyPortableEachTest, ComparePortableFiles_TargetHasTheSameSizeOnly_Differ) {
   std::string content = ReadFile(target);
   content.front() = 'y';
   WriteFile(target, content);
   ExpectDifferent();
 }
 
-TEST_P(PortableCompareEachTest, ComparePortableFiles_SourceMissing_Differ) {
+TEST_P(InstalledCopyPortableEachTest, ComparePortableFiles_SourceMissing_Differ) {
   Remove(source);
   ExpectDifferent();
 }
 
-TEST_P(PortableCompareEachTest, ComparePortableFiles_TargetStatusUnreadable_Differ) {
+TEST_P(InstalledCopyPortableEachTest, ComparePortableFiles_TargetStatusUnreadable_Differ) {
   FaultDisk disk;
   disk.fails = FailEach(Call::Status, target);
   ExpectDifferent();
 }
 
-TEST_P(PortableCompareEachTest, ComparePortableFiles_TargetIsALinkOfAnyKind_Differ) {
+TEST_P(InstalledCopyPortableEachTest, ComparePortableFiles_TargetIsALinkOfAnyKind_Differ) {
   test::LateLinkDisk disk(target, 1);
   std::uint64_t bytes = 7;
   EXPECT_FALSE(ComparePortableFiles(bundle, library, data, &bytes));
   EXPECT_EQ(bytes, 7u);
 }
 
-TEST_P(PortableCompareEachTest, ComparePortableFiles_TargetAttributesUnreadable_IsNoLink) {
+TEST_P(InstalledCopyPortableEachTest, ComparePortableFiles_TargetAttributesUnreadable_IsNoLink) {
   FaultDisk disk;
   disk.fails = FailEach(Call::IsReparsePoint, target);
   ExpectSame();
 }
 
-TEST_P(PortableCompareEachTest, ComparePortableFiles_EitherSideCannotBeRead_Differ) {
+TEST_P(InstalledCopyPortableEachTest, ComparePortableFiles_EitherSideCannotBeRead_Differ) {
   for (const Path& file : {source, target}) {
     FaultDisk disk;
     disk.fails = FailEach(Call::Read, file);
@@ -174,7 +174,7 @@ TEST_P(PortableCompareEachTest, ComparePortableFiles_EitherSideCannotBeRead_Diff
   }
 }
 
-TEST_P(PortableCompareEachTest, ComparePortableFiles_TargetSizeUnreadable_Differ) {
+TEST_P(InstalledCopyPortableEachTest, ComparePortableFiles_TargetSizeUnreadable_Differ) {
   FaultDisk disk;
   disk.fails = FailEach(Call::Size, target);
   ExpectDifferent();

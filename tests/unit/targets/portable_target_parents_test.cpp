@@ -32,13 +32,13 @@ const Tree kAllParents{{"obs-plugins", "folder"},
                        {"data", "folder"},
                        {"data/obs-plugins", "folder"}};
 
-TEST(PortablePathsTest, Paths_OfARoot_AreTheJoinsAlone) {
+TEST(PortableTargetPathsTest, Paths_OfARoot_AreTheJoinsAlone) {
   EXPECT_EQ(PortableDllPath("r/../x"), Path("r/../x/obs-plugins/64bit/k7k-obs-audio.dll"));
   EXPECT_EQ(PortableDataPath("r/../x"), Path("r/../x/data/obs-plugins/k7k-obs-audio"));
   EXPECT_EQ(PortableDllPath("x/"), Path("x/obs-plugins/64bit/k7k-obs-audio.dll"));
 }
 
-TEST(PortablePathsTest, Paths_OnEachPlatform_UseItsOwnSeparator) {
+TEST(PortableTargetPathsTest, Paths_OnEachPlatform_UseItsOwnSeparator) {
   const std::wstring dll = PortableDllPath("x").wstring();
   const std::wstring data = PortableDataPath("x").wstring();
   if (test::RunsOnWindows()) {
@@ -50,7 +50,7 @@ TEST(PortablePathsTest, Paths_OnEachPlatform_UseItsOwnSeparator) {
   }
 }
 
-class PortableParentsTest : public testing::Test {
+class PortableTargetParentsTest : public testing::Test {
  protected:
   void SetUp() override { MakeFolder(root); }
 
@@ -72,23 +72,23 @@ class PortableParentsTest : public testing::Test {
   const Path root = folder / "obs";
 };
 
-TEST_F(PortableParentsTest, CheckPortableParents_NoneThere_AreAcceptedAndNotCreated) {
+TEST_F(PortableTargetParentsTest, CheckPortableParents_NoneThere_AreAcceptedAndNotCreated) {
   ExpectAccepted(false);
   EXPECT_TRUE(TakeTree(root).empty());
 }
 
-TEST_F(PortableParentsTest, CheckPortableParents_CreateWithNoneThere_CreatesTheFour) {
+TEST_F(PortableTargetParentsTest, CheckPortableParents_CreateWithNoneThere_CreatesTheFour) {
   ExpectAccepted(true);
   EXPECT_EQ(TakeTree(root), kAllParents);
 }
 
-TEST_F(PortableParentsTest, CheckPortableParents_CreateWithNoRoot_CreatesTheRootToo) {
+TEST_F(PortableTargetParentsTest, CheckPortableParents_CreateWithNoRoot_CreatesTheRootToo) {
   ASSERT_TRUE(NativeDisk().RemoveAll(root));
   ExpectAccepted(true);
   EXPECT_EQ(TakeTree(root), kAllParents);
 }
 
-TEST_F(PortableParentsTest, CheckPortableParents_AllThere_AreAcceptedAsTheyAre) {
+TEST_F(PortableTargetParentsTest, CheckPortableParents_AllThere_AreAcceptedAsTheyAre) {
   for (const char* parent : kParents) MakeFolder(root / parent);
   WriteFile(root / "data/other.txt", "kept");
   const Tree before = TakeTree(root);
@@ -97,7 +97,7 @@ TEST_F(PortableParentsTest, CheckPortableParents_AllThere_AreAcceptedAsTheyAre) 
   EXPECT_EQ(TakeTree(root), before);
 }
 
-TEST_F(PortableParentsTest, CheckPortableParents_CreationFails_IsUnsafeAndWhatWasCreatedStays) {
+TEST_F(PortableTargetParentsTest, CheckPortableParents_CreationFails_IsUnsafeAndWhatWasCreatedStays) {
   FaultDisk disk;
   disk.fails = FailEach(Call::CreateFolder, root / "data");
   ExpectRefused(true, kUnsafeParent);
@@ -105,15 +105,15 @@ TEST_F(PortableParentsTest, CheckPortableParents_CreationFails_IsUnsafeAndWhatWa
 }
 
 // The parameter is the place of a parent in their order.
-class PortableEachParentTest : public PortableParentsTest,
+class PortableTargetEachParentTest : public PortableTargetParentsTest,
                                public testing::WithParamInterface<std::size_t> {
  protected:
   const Path parent = root / kParents[GetParam()];
 };
 
-INSTANTIATE_TEST_SUITE_P(All, PortableEachParentTest, testing::Range<std::size_t>(0, 4));
+INSTANTIATE_TEST_SUITE_P(All, PortableTargetEachParentTest, testing::Range<std::size_t>(0, 4));
 
-TEST_P(PortableEachParentTest, CheckPortableParents_ParentIsAFile_IsUnsafe) {
+TEST_P(PortableTargetEachParentTest, CheckPortableParents_ParentIsAFile_IsUnsafe) {
   WriteFile(parent, "a file");
   const Tree before = TakeTree(root);
   ExpectRefused(false, kUnsafeParent);
@@ -122,7 +122,7 @@ TEST_P(PortableEachParentTest, CheckPortableParents_ParentIsAFile_IsUnsafe) {
   EXPECT_EQ(test::ReadFile(parent), "a file");
 }
 
-TEST_P(PortableEachParentTest, CheckPortableParents_ParentIsALink_IsUnsafe) {
+TEST_P(PortableTargetEachParentTest, CheckPortableParents_ParentIsALink_IsUnsafe) {
   MakeFolder(parent.parent_path());
   MakeFolder(folder / "elsewhere");
   MakeFolderLink(folder / "elsewhere", parent);
@@ -131,7 +131,7 @@ TEST_P(PortableEachParentTest, CheckPortableParents_ParentIsALink_IsUnsafe) {
   EXPECT_EQ(TakeTree(folder.path()), before);
 }
 
-TEST_P(PortableEachParentTest, CheckPortableParents_CreateWhereAParentIsALink_IsUnsafe) {
+TEST_P(PortableTargetEachParentTest, CheckPortableParents_CreateWhereAParentIsALink_IsUnsafe) {
   MakeFolder(parent.parent_path());
   MakeFolder(folder / "elsewhere");
   MakeFolderLink(folder / "elsewhere", parent);
@@ -139,14 +139,14 @@ TEST_P(PortableEachParentTest, CheckPortableParents_CreateWhereAParentIsALink_Is
   EXPECT_TRUE(TakeTree(folder / "elsewhere").empty());
 }
 
-TEST_P(PortableEachParentTest, CheckPortableParents_ParentStatusUnreadable_CouldNotInspectIt) {
+TEST_P(PortableTargetEachParentTest, CheckPortableParents_ParentStatusUnreadable_CouldNotInspectIt) {
   for (const char* each : kParents) MakeFolder(root / each);
   FaultDisk disk;
   disk.fails = FailEach(Call::Status, parent);
   ExpectRefused(false, kParentUnreadable);
 }
 
-TEST_P(PortableEachParentTest, CheckPortableParents_UnreadableAfterItsCreation_CouldNotInspectIt) {
+TEST_P(PortableTargetEachParentTest, CheckPortableParents_UnreadableAfterItsCreation_CouldNotInspectIt) {
   FaultDisk disk;
   disk.fails = [&, created = false](const test::DiskCall& call) mutable {
     if (call.call == Call::CreateFolder && call.path == parent) created = true;
@@ -157,7 +157,7 @@ TEST_P(PortableEachParentTest, CheckPortableParents_UnreadableAfterItsCreation_C
   EXPECT_EQ(detail, kParentUnreadable);
 }
 
-TEST_P(PortableEachParentTest, CheckPortableParents_SecondStatusUnreadable_IsUnsafe) {
+TEST_P(PortableTargetEachParentTest, CheckPortableParents_SecondStatusUnreadable_IsUnsafe) {
   MakeFolder(parent);
   FaultDisk disk;
   disk.fails = FailNth(Call::Status, parent, 2);
@@ -166,7 +166,7 @@ TEST_P(PortableEachParentTest, CheckPortableParents_SecondStatusUnreadable_IsUns
   EXPECT_EQ(detail, kUnsafeParent);
 }
 
-TEST_P(PortableEachParentTest, CheckPortableParents_GoneAtTheSecondStatus_IsUnsafe) {
+TEST_P(PortableTargetEachParentTest, CheckPortableParents_GoneAtTheSecondStatus_IsUnsafe) {
   MakeFolder(parent);
   FaultDisk disk;
   disk.failed_status = FileStatus::Absent;
@@ -176,14 +176,14 @@ TEST_P(PortableEachParentTest, CheckPortableParents_GoneAtTheSecondStatus_IsUnsa
   EXPECT_EQ(detail, kUnsafeParent);
 }
 
-TEST_P(PortableEachParentTest, CheckPortableParents_AttributesUnreadable_IsNoLink) {
+TEST_P(PortableTargetEachParentTest, CheckPortableParents_AttributesUnreadable_IsNoLink) {
   MakeFolder(parent);
   FaultDisk disk;
   disk.fails = FailEach(Call::IsReparsePoint, parent);
   ExpectAccepted(false);
 }
 
-TEST_P(PortableEachParentTest, ValidatePortableRoot_ParentIsAFileOrALink_IsUnsafe) {
+TEST_P(PortableTargetEachParentTest, ValidatePortableRoot_ParentIsAFileOrALink_IsUnsafe) {
   test::WritePortableObs(root);
   WriteFile(parent, "a file");
   std::wstring detail = kUntouched;
@@ -198,7 +198,7 @@ TEST_P(PortableEachParentTest, ValidatePortableRoot_ParentIsAFileOrALink_IsUnsaf
   EXPECT_EQ(detail, kUnsafeParent);
 }
 
-TEST_F(PortableParentsTest, CheckPortableParents_FirstUnreadableAndSecondAFile_TheFirstWins) {
+TEST_F(PortableTargetParentsTest, CheckPortableParents_FirstUnreadableAndSecondAFile_TheFirstWins) {
   WriteFile(root / "data", "a file");
   MakeFolder(root / "obs-plugins");
   FaultDisk disk;
@@ -206,7 +206,7 @@ TEST_F(PortableParentsTest, CheckPortableParents_FirstUnreadableAndSecondAFile_T
   ExpectRefused(false, kParentUnreadable);
 }
 
-TEST_F(PortableParentsTest, CheckPortableParents_FirstAFileAndAnotherUnreadable_TheFirstWins) {
+TEST_F(PortableTargetParentsTest, CheckPortableParents_FirstAFileAndAnotherUnreadable_TheFirstWins) {
   WriteFile(root / "obs-plugins", "a file");
   FaultDisk disk;
   disk.fails = FailEach(Call::Status, root / "data");

@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 
-#include "bundle/copy_verdict.h"
 #include "support/bundles.h"
 #include "support/odd_disks.h"
 #include "support/platform.h"
@@ -62,19 +61,6 @@ TEST(RequiredFilesTest, IsPlainFile_AttributesUnreadable_IsTrue) {
   FaultDisk disk;
   disk.fails = FailEach(Call::IsReparsePoint, folder / "file");
   EXPECT_TRUE(IsPlainFile(folder / "file"));
-}
-
-TEST(CopyVerdictTest, Verdict_New_IsNotPresentNotValidAndEmpty) {
-  const CopyVerdict verdict;
-  EXPECT_FALSE(verdict.present);
-  EXPECT_FALSE(verdict.valid);
-  EXPECT_EQ(verdict.bytes, 0u);
-}
-
-TEST(CopyVerdictTest, StateOf_EachVerdict_IsItsState) {
-  EXPECT_EQ(StateOf({false, false, 0}), InstallState::NotInstalled);
-  EXPECT_EQ(StateOf({true, true, 5}), InstallState::InstalledValid);
-  EXPECT_EQ(StateOf({true, false, 5}), InstallState::InstalledInvalid);
 }
 
 }  // namespace

@@ -39,7 +39,7 @@ std::vector<std::string> OpenedForWriting(const FaultDisk& disk, const Path& fol
   return names;
 }
 
-TEST(WriteBinaryFileTest, MissingParentFolders_AreAllCreated) {
+TEST(FixturesWriteBinaryFileTest, MissingParentFolders_AreAllCreated) {
   const TestFolder folder;
   EXPECT_TRUE(WriteBinaryFile(folder / "a/b/c/file", "bytes"));
   EXPECT_EQ(
@@ -48,27 +48,27 @@ TEST(WriteBinaryFileTest, MissingParentFolders_AreAllCreated) {
           {"a", "folder"}, {"a/b", "folder"}, {"a/b/c", "folder"}, {"a/b/c/file", "file bytes"}}));
 }
 
-TEST(WriteBinaryFileTest, LongerFileThere_IsTruncated) {
+TEST(FixturesWriteBinaryFileTest, LongerFileThere_IsTruncated) {
   const TestFolder folder;
   WriteFile(folder / "file", "a long content");
   EXPECT_TRUE(WriteBinaryFile(folder / "file", "new"));
   EXPECT_EQ(ReadFile(folder / "file"), "new");
 }
 
-TEST(WriteBinaryFileTest, LineFeedsAndZeroBytes_AreWrittenAsTheyAre) {
+TEST(FixturesWriteBinaryFileTest, LineFeedsAndZeroBytes_AreWrittenAsTheyAre) {
   const TestFolder folder;
   const std::string bytes("a\nb\r\n\0\x1a\xff", 8);
   EXPECT_TRUE(WriteBinaryFile(folder / "file", bytes));
   EXPECT_EQ(ReadFile(folder / "file"), bytes);
 }
 
-TEST(WriteBinaryFileTest, NoBytes_MakesAnEmptyFile) {
+TEST(FixturesWriteBinaryFileTest, NoBytes_MakesAnEmptyFile) {
   const TestFolder folder;
   EXPECT_TRUE(WriteBinaryFile(folder / "file", ""));
   EXPECT_EQ(TakeTree(folder.path()), (Tree{{"file", "file "}}));
 }
 
-TEST(WriteBinaryFileTest, ParentIsAFile_IsFalseWithoutOpening) {
+TEST(FixturesWriteBinaryFileTest, ParentIsAFile_IsFalseWithoutOpening) {
   const TestFolder folder;
   WriteFile(folder / "parent", "a file");
   FaultDisk disk;
@@ -77,7 +77,7 @@ TEST(WriteBinaryFileTest, ParentIsAFile_IsFalseWithoutOpening) {
   EXPECT_EQ(TakeTree(folder.path()), (Tree{{"parent", "file a file"}}));
 }
 
-TEST(WriteBinaryFileTest, ParentCannotBeCreated_IsFalseWithoutOpening) {
+TEST(FixturesWriteBinaryFileTest, ParentCannotBeCreated_IsFalseWithoutOpening) {
   const TestFolder folder;
   FaultDisk disk;
   disk.fails = [](const DiskCall& call) { return call.call == Call::CreateFolder; };
@@ -86,40 +86,40 @@ TEST(WriteBinaryFileTest, ParentCannotBeCreated_IsFalseWithoutOpening) {
   EXPECT_TRUE(TakeTree(folder.path()).empty());
 }
 
-TEST(WriteBinaryFileTest, PathIsAFolder_IsFalse) {
+TEST(FixturesWriteBinaryFileTest, PathIsAFolder_IsFalse) {
   const TestFolder folder;
   MakeFolder(folder / "file");
   EXPECT_FALSE(WriteBinaryFile(folder / "file", "bytes"));
   EXPECT_EQ(TakeTree(folder.path()), (Tree{{"file", "folder"}}));
 }
 
-TEST(WriteBinaryFileTest, FileCannotBeOpened_IsFalse) {
+TEST(FixturesWriteBinaryFileTest, FileCannotBeOpened_IsFalse) {
   const TestFolder folder;
   FaultDisk disk;
   disk.fails = [](const DiskCall& call) { return call.call == Call::OpenOutput; };
   EXPECT_FALSE(WriteBinaryFile(folder / "file", "bytes"));
 }
 
-TEST(WriteBinaryFileTest, StreamTakesNoBytes_IsFalse) {
+TEST(FixturesWriteBinaryFileTest, StreamTakesNoBytes_IsFalse) {
   const TestFolder folder;
   FaultDisk disk;
   disk.fails = [](const DiskCall& call) { return call.call == Call::Write; };
   EXPECT_FALSE(WriteBinaryFile(folder / "file", "bytes"));
 }
 
-TEST(ReadFirstByteTest, FileWithContent_GivesItsFirstByte) {
+TEST(FixturesReadFirstByteTest, FileWithContent_GivesItsFirstByte) {
   const TestFolder folder;
   WriteFile(folder / "file", "xyz");
   EXPECT_EQ(ReadFirstByte(folder / "file"), 'x');
 }
 
-TEST(ReadFirstByteTest, HighByteFirst_IsGivenUnchanged) {
+TEST(FixturesReadFirstByteTest, HighByteFirst_IsGivenUnchanged) {
   const TestFolder folder;
   WriteFile(folder / "file", "\xff");
   EXPECT_EQ(ReadFirstByte(folder / "file"), '\xff');
 }
 
-TEST(ReadFirstByteTest, LineEndOrEndMarkFirst_IsGivenUnchanged) {
+TEST(FixturesReadFirstByteTest, LineEndOrEndMarkFirst_IsGivenUnchanged) {
   const TestFolder folder;
   WriteFile(folder / "return", "\r\n");
   WriteFile(folder / "end", "\x1a");
@@ -127,7 +127,7 @@ TEST(ReadFirstByteTest, LineEndOrEndMarkFirst_IsGivenUnchanged) {
   EXPECT_EQ(ReadFirstByte(folder / "end"), '\x1a');
 }
 
-TEST(ReadFirstByteTest, EmptyFileMissingFileAndFolder_GiveZero) {
+TEST(FixturesReadFirstByteTest, EmptyFileMissingFileAndFolder_GiveZero) {
   const TestFolder folder;
   WriteFile(folder / "empty", "");
   EXPECT_EQ(ReadFirstByte(folder / "empty"), 0);
@@ -135,7 +135,7 @@ TEST(ReadFirstByteTest, EmptyFileMissingFileAndFolder_GiveZero) {
   EXPECT_EQ(ReadFirstByte(folder.path()), 0);
 }
 
-TEST(ReadFirstByteTest, FileCannotBeOpened_GivesZero) {
+TEST(FixturesReadFirstByteTest, FileCannotBeOpened_GivesZero) {
   const TestFolder folder;
   WriteFile(folder / "file", "xyz");
   FaultDisk disk;
@@ -143,7 +143,7 @@ TEST(ReadFirstByteTest, FileCannotBeOpened_GivesZero) {
   EXPECT_EQ(ReadFirstByte(folder / "file"), 0);
 }
 
-TEST(WriteFixturePayloadTest, LetterA_MakesSixFilesOf32BytesAndAManifestOf631) {
+TEST(FixturesWritePayloadTest, LetterA_MakesSixFilesOf32BytesAndAManifestOf631) {
   const TestFolder folder;
   EXPECT_TRUE(WriteFixturePayload(folder / "payload", 'A'));
 
@@ -163,7 +163,7 @@ TEST(WriteFixturePayloadTest, LetterA_MakesSixFilesOf32BytesAndAManifestOf631) {
   EXPECT_EQ(TakeTree(folder / "payload"), expected);
 }
 
-TEST(WriteFixturePayloadTest, LetterA_PassesTheBundleCheckWith823Bytes) {
+TEST(FixturesWritePayloadTest, LetterA_PassesTheBundleCheckWith823Bytes) {
   const TestFolder folder;
   EXPECT_TRUE(WriteFixturePayload(folder / "payload", 'A'));
   const CopyVerdict verdict = InspectBundle(folder / "payload", nullptr);
@@ -171,7 +171,7 @@ TEST(WriteFixturePayloadTest, LetterA_PassesTheBundleCheckWith823Bytes) {
   EXPECT_EQ(verdict.bytes, 823U);
 }
 
-TEST(WriteFixturePayloadTest, OtherPayloadThere_IsReplacedWholly) {
+TEST(FixturesWritePayloadTest, OtherPayloadThere_IsReplacedWholly) {
   const TestFolder folder;
   WriteFile(folder / "payload/data/locale/ja-JP.ini", std::string(1000, 'x'));
   WriteFile(folder / "payload/manifest.sha256", std::string(1000, 'x'));
@@ -181,7 +181,7 @@ TEST(WriteFixturePayloadTest, OtherPayloadThere_IsReplacedWholly) {
   EXPECT_EQ(TakeTree(folder / "payload"), TakeTree(folder / "expected"));
 }
 
-TEST(WriteFixturePayloadTest, WriteError_EndsItAtTheFirstFile) {
+TEST(FixturesWritePayloadTest, WriteError_EndsItAtTheFirstFile) {
   const TestFolder folder;
   FaultDisk disk;
   disk.fails = [](const DiskCall& call) { return call.call == Call::Write; };
@@ -189,7 +189,7 @@ TEST(WriteFixturePayloadTest, WriteError_EndsItAtTheFirstFile) {
   EXPECT_EQ(OpenedForWriting(disk, folder.path()), std::vector<std::string>{kFiles.front()});
 }
 
-TEST(WriteFixturePayloadTest, Files_AreWrittenInListOrderAndTheManifestLast) {
+TEST(FixturesWritePayloadTest, Files_AreWrittenInListOrderAndTheManifestLast) {
   const TestFolder folder;
   FaultDisk disk;
   EXPECT_TRUE(WriteFixturePayload(folder / "payload", 'A'));
@@ -198,7 +198,7 @@ TEST(WriteFixturePayloadTest, Files_AreWrittenInListOrderAndTheManifestLast) {
   EXPECT_EQ(OpenedForWriting(disk, folder / "payload"), expected);
 }
 
-TEST(WriteFixturePayloadTest, EachFileThatFails_EndsItBeforeLaterFilesAndTheManifest) {
+TEST(FixturesWritePayloadTest, EachFileThatFails_EndsItBeforeLaterFilesAndTheManifest) {
   for (std::size_t i = 0; i < kFiles.size(); ++i) {
     const TestFolder folder;
     FaultDisk disk;
@@ -212,7 +212,7 @@ TEST(WriteFixturePayloadTest, EachFileThatFails_EndsItBeforeLaterFilesAndTheMani
   }
 }
 
-TEST(WriteFixturePayloadTest, ManifestCannotBeWritten_IsFalseAndTheFilesStay) {
+TEST(FixturesWritePayloadTest, ManifestCannotBeWritten_IsFalseAndTheFilesStay) {
   const TestFolder folder;
   FaultDisk disk;
   disk.fails = [&](const DiskCall& call) {

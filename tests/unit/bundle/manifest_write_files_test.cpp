@@ -18,32 +18,32 @@ using test::TakeTree;
 using test::Tree;
 
 // The parameter is the place of a required file in the list.
-class ManifestWriteEachFileTest : public test::ManifestWriteTestBase,
+class ManifestWriteFilesTest : public test::ManifestWriteTestBase,
                                   public testing::WithParamInterface<std::size_t> {
  protected:
   const Path file = bundle / test::kFiles[GetParam()];
 };
 
-INSTANTIATE_TEST_SUITE_P(All, ManifestWriteEachFileTest, testing::Range<std::size_t>(0, 6));
+INSTANTIATE_TEST_SUITE_P(All, ManifestWriteFilesTest, testing::Range<std::size_t>(0, 6));
 
-TEST_P(ManifestWriteEachFileTest, WriteManifest_FileMissing_IsAnIncompleteBundle) {
+TEST_P(ManifestWriteFilesTest, WriteManifest_FileMissing_IsAnIncompleteBundle) {
   Remove(test::kFiles[GetParam()]);
   ExpectRefused(kIncomplete);
 }
 
-TEST_P(ManifestWriteEachFileTest, WriteManifest_FileIsAFolder_IsAnIncompleteBundle) {
+TEST_P(ManifestWriteFilesTest, WriteManifest_FileIsAFolder_IsAnIncompleteBundle) {
   Remove(test::kFiles[GetParam()]);
   MakeFolder(file);
   ExpectRefused(kIncomplete);
 }
 
-TEST_P(ManifestWriteEachFileTest, WriteManifest_FileStatusUnreadable_IsAnIncompleteBundle) {
+TEST_P(ManifestWriteFilesTest, WriteManifest_FileStatusUnreadable_IsAnIncompleteBundle) {
   FaultDisk disk;
   disk.fails = FailEach(Call::Status, file);
   ExpectRefused(kIncomplete);
 }
 
-TEST_P(ManifestWriteEachFileTest, WriteManifest_FileBecomesALink_IsAnIncompleteBundle) {
+TEST_P(ManifestWriteFilesTest, WriteManifest_FileBecomesALink_IsAnIncompleteBundle) {
   const Tree before = TakeTree(folder.path());
   test::LateLinkDisk disk(file, 2);
   std::wstring detail = kUntouched;
@@ -52,19 +52,19 @@ TEST_P(ManifestWriteEachFileTest, WriteManifest_FileBecomesALink_IsAnIncompleteB
   EXPECT_EQ(TakeTree(folder.path()), before);
 }
 
-TEST_P(ManifestWriteEachFileTest, WriteManifest_FileAttributesUnreadable_IsNoLink) {
+TEST_P(ManifestWriteFilesTest, WriteManifest_FileAttributesUnreadable_IsNoLink) {
   FaultDisk disk;
   disk.fails = FailEach(Call::IsReparsePoint, file);
   ExpectWritten(test::ManifestText(test::kDigestOfA));
 }
 
-TEST_P(ManifestWriteEachFileTest, WriteManifest_FileCannotBeOpened_CouldNotHashIt) {
+TEST_P(ManifestWriteFilesTest, WriteManifest_FileCannotBeOpened_CouldNotHashIt) {
   FaultDisk disk;
   disk.fails = FailEach(Call::OpenInput, file);
   ExpectRefused(kNotHashed);
 }
 
-TEST_P(ManifestWriteEachFileTest, WriteManifest_FileCannotBeRead_CouldNotHashIt) {
+TEST_P(ManifestWriteFilesTest, WriteManifest_FileCannotBeRead_CouldNotHashIt) {
   test::BreakingDisk disk(file, 16);
   ExpectRefused(kNotHashed);
 }

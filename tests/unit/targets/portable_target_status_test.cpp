@@ -25,7 +25,7 @@ using test::WriteFile;
 constexpr auto kDiffer =
     L"Portable OBS plugin files are incomplete or differ from the bundled connector";
 
-class PortableStatusTest : public testing::Test {
+class PortableTargetStatusTest : public testing::Test {
  protected:
   void SetUp() override {
     test::WriteBundle(bundle, 'A');
@@ -76,48 +76,48 @@ class PortableStatusTest : public testing::Test {
   const Path data = root / "data/obs-plugins/k7k-obs-audio";
 };
 
-TEST_F(PortableStatusTest, GetPortableStatus_NeitherPiece_IsNotInstalledWithoutAMessage) {
+TEST_F(PortableTargetStatusTest, GetPortableStatus_NeitherPiece_IsNotInstalledWithoutAMessage) {
   ExpectNotInstalled(kUntouched);
 }
 
-TEST_F(PortableStatusTest, GetPortableStatus_BothPiecesLikeTheBundle_IsValidWith192Bytes) {
+TEST_F(PortableTargetStatusTest, GetPortableStatus_BothPiecesLikeTheBundle_IsValidWith192Bytes) {
   WritePlugin();
   ExpectValid();
 }
 
-TEST_F(PortableStatusTest, GetPortableStatus_RootWithTrailingSeparator_IsValid) {
+TEST_F(PortableTargetStatusTest, GetPortableStatus_RootWithTrailingSeparator_IsValid) {
   WritePlugin();
   EXPECT_TRUE(GetPortableStatus(root / "", bundle, nullptr).valid);
 }
 
-TEST_F(PortableStatusTest, GetPortableStatus_ExtraLocaleFile_IsValid) {
+TEST_F(PortableTargetStatusTest, GetPortableStatus_ExtraLocaleFile_IsValid) {
   WritePlugin();
   WriteFile(data / "locale/fr-FR.ini", "extra");
   ExpectValid();
 }
 
-TEST_F(PortableStatusTest, GetPortableStatus_LibraryAlone_IsInvalid) {
+TEST_F(PortableTargetStatusTest, GetPortableStatus_LibraryAlone_IsInvalid) {
   test::WritePortableLibrary(root, 'A');
   ExpectInvalid(kDiffer);
 }
 
-TEST_F(PortableStatusTest, GetPortableStatus_DataAlone_IsInvalid) {
+TEST_F(PortableTargetStatusTest, GetPortableStatus_DataAlone_IsInvalid) {
   test::WritePortableData(root, 'A');
   ExpectInvalid(kDiffer);
 }
 
-TEST_F(PortableStatusTest, GetPortableStatus_EmptyDataFolderAlone_IsInvalid) {
+TEST_F(PortableTargetStatusTest, GetPortableStatus_EmptyDataFolderAlone_IsInvalid) {
   MakeFolder(data);
   ExpectInvalid(kDiffer);
 }
 
-TEST_F(PortableStatusTest, GetPortableStatus_PiecesOfAnotherBundle_IsInvalid) {
+TEST_F(PortableTargetStatusTest, GetPortableStatus_PiecesOfAnotherBundle_IsInvalid) {
   test::WritePortableLibrary(root, 'B');
   test::WritePortableData(root, 'B');
   ExpectInvalid(kDiffer);
 }
 
-TEST_F(PortableStatusTest, GetPortableStatus_OnePieceOfAnotherBundle_IsInvalid) {
+TEST_F(PortableTargetStatusTest, GetPortableStatus_OnePieceOfAnotherBundle_IsInvalid) {
   test::WritePortableLibrary(root, 'B');
   test::WritePortableData(root, 'A');
   ExpectInvalid(kDiffer);
@@ -126,55 +126,55 @@ TEST_F(PortableStatusTest, GetPortableStatus_OnePieceOfAnotherBundle_IsInvalid) 
   ExpectInvalid(kDiffer);
 }
 
-TEST_F(PortableStatusTest, GetPortableStatus_LocaleFileMissing_IsInvalid) {
+TEST_F(PortableTargetStatusTest, GetPortableStatus_LocaleFileMissing_IsInvalid) {
   WritePlugin();
   Remove(data / "locale/ko-KR.ini");
   ExpectInvalid(kDiffer);
 }
 
-TEST_F(PortableStatusTest, GetPortableStatus_EmptyLibrary_IsInvalid) {
+TEST_F(PortableTargetStatusTest, GetPortableStatus_EmptyLibrary_IsInvalid) {
   WritePlugin();
   WriteFile(dll, "");
   ExpectInvalid(kDiffer);
 }
 
-TEST_F(PortableStatusTest, GetPortableStatus_LastSizeUnreadable_IsInvalidWithoutBytes) {
+TEST_F(PortableTargetStatusTest, GetPortableStatus_LastSizeUnreadable_IsInvalidWithoutBytes) {
   WritePlugin();
   FaultDisk disk;
   disk.fails = FailEach(Call::Size, data / "locale/ko-KR.ini");
   ExpectInvalid(kDiffer);
 }
 
-TEST_F(PortableStatusTest, GetPortableStatus_RootRefused_IsNotInstalledWithTheRefusal) {
+TEST_F(PortableTargetStatusTest, GetPortableStatus_RootRefused_IsNotInstalledWithTheRefusal) {
   WritePlugin();
   Remove(root / "portable_mode.txt");
   ExpectNotInstalled(L"The selected OBS folder is not marked for portable mode");
 }
 
-TEST_F(PortableStatusTest, GetPortableStatus_UnsafePiece_IsNotInstalledWithTheRefusal) {
+TEST_F(PortableTargetStatusTest, GetPortableStatus_UnsafePiece_IsNotInstalledWithTheRefusal) {
   MakeFolder(dll);
   ExpectNotInstalled(L"The portable OBS plugin DLL path is unsafe");
 }
 
-TEST_F(PortableStatusTest, GetPortableStatus_BundleBroken_IsNotInstalledWithItsMessage) {
+TEST_F(PortableTargetStatusTest, GetPortableStatus_BundleBroken_IsNotInstalledWithItsMessage) {
   WritePlugin();
   Remove(bundle / "manifest.sha256");
   ExpectNotInstalled(L"Bundle integrity manifest is missing");
 }
 
-TEST_F(PortableStatusTest, GetPortableStatus_NoBundle_IsNotInstalledWithoutAMessage) {
+TEST_F(PortableTargetStatusTest, GetPortableStatus_NoBundle_IsNotInstalledWithoutAMessage) {
   WritePlugin();
   Remove(bundle);
   ExpectNotInstalled(kUntouched);
 }
 
-TEST_F(PortableStatusTest, GetPortableStatus_RootAndBundleBad_TheRootsMessageWins) {
+TEST_F(PortableTargetStatusTest, GetPortableStatus_RootAndBundleBad_TheRootsMessageWins) {
   Remove(root / "portable_mode.txt");
   Remove(bundle / "manifest.sha256");
   ExpectNotInstalled(L"The selected OBS folder is not marked for portable mode");
 }
 
-TEST_F(PortableStatusTest, GetPortableStatus_DataStatusUnreadableInValidation_HasNoMessage) {
+TEST_F(PortableTargetStatusTest, GetPortableStatus_DataStatusUnreadableInValidation_HasNoMessage) {
   WritePlugin();
   FaultDisk disk;
   disk.fails = FailEach(Call::Status, data);
@@ -183,7 +183,7 @@ TEST_F(PortableStatusTest, GetPortableStatus_DataStatusUnreadableInValidation_Ha
 
 // The faults below begin after the validation, at the status queries of the verdict itself: the
 // check of the bundle lies between the two.
-class PortableStatusQueryTest : public PortableStatusTest {
+class PortableTargetStatusQueryTest : public PortableTargetStatusTest {
  protected:
   void FailStatusAfterTheBundle(FaultDisk& disk, std::vector<Path> paths) const {
     disk.fails = [this, paths, inspected = false](const test::DiskCall& call) mutable {
@@ -194,49 +194,49 @@ class PortableStatusQueryTest : public PortableStatusTest {
   }
 };
 
-TEST_F(PortableStatusQueryTest, GetPortableStatus_DataStatusUnreadable_IsInvalidWithoutAMessage) {
+TEST_F(PortableTargetStatusQueryTest, GetPortableStatus_DataStatusUnreadable_IsInvalidWithoutAMessage) {
   WritePlugin();
   FaultDisk disk;
   FailStatusAfterTheBundle(disk, {data});
   ExpectStatus(true, false, 0, kUntouched);
 }
 
-TEST_F(PortableStatusQueryTest, GetPortableStatus_DataUnreadableAndNoLibrary_IsNotInstalled) {
+TEST_F(PortableTargetStatusQueryTest, GetPortableStatus_DataUnreadableAndNoLibrary_IsNotInstalled) {
   test::WritePortableData(root, 'A');
   FaultDisk disk;
   FailStatusAfterTheBundle(disk, {data});
   ExpectStatus(false, false, 0, kUntouched);
 }
 
-TEST_F(PortableStatusQueryTest, GetPortableStatus_LibraryStatusUnreadable_CountsAsAbsent) {
+TEST_F(PortableTargetStatusQueryTest, GetPortableStatus_LibraryStatusUnreadable_CountsAsAbsent) {
   WritePlugin();
   FaultDisk disk;
   FailStatusAfterTheBundle(disk, {dll});
   ExpectStatus(true, false, 0, kDiffer);
 }
 
-TEST_F(PortableStatusQueryTest, GetPortableStatus_LibraryUnreadableAndNoData_IsNotInstalled) {
+TEST_F(PortableTargetStatusQueryTest, GetPortableStatus_LibraryUnreadableAndNoData_IsNotInstalled) {
   test::WritePortableLibrary(root, 'A');
   FaultDisk disk;
   FailStatusAfterTheBundle(disk, {dll});
   ExpectStatus(false, false, 0, kUntouched);
 }
 
-TEST_F(PortableStatusQueryTest, GetPortableStatus_BothUnreadable_IsNotInstalled) {
+TEST_F(PortableTargetStatusQueryTest, GetPortableStatus_BothUnreadable_IsNotInstalled) {
   WritePlugin();
   FaultDisk disk;
   FailStatusAfterTheBundle(disk, {dll, data});
   ExpectStatus(false, false, 0, kUntouched);
 }
 
-TEST_F(PortableStatusQueryTest, GetPortableStatus_LibraryUnreadableAllAlong_IsInvalidNotRefused) {
+TEST_F(PortableTargetStatusQueryTest, GetPortableStatus_LibraryUnreadableAllAlong_IsInvalidNotRefused) {
   WritePlugin();
   FaultDisk disk;
   disk.fails = FailEach(Call::Status, dll);
   ExpectStatus(true, false, 0, kDiffer);
 }
 
-TEST_F(PortableStatusQueryTest, GetPortableStatus_PiecesGoneAfterTheValidation_IsNotInstalled) {
+TEST_F(PortableTargetStatusQueryTest, GetPortableStatus_PiecesGoneAfterTheValidation_IsNotInstalled) {
   WritePlugin();
   FaultDisk disk;
   disk.failed_status = FileStatus::Absent;

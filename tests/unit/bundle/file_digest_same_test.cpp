@@ -15,34 +15,34 @@ using test::MakeFolder;
 using test::TestFolder;
 using test::WriteFile;
 
-TEST(SameDigestTest, SameFileDigest_FileWithItself_IsTrue) {
+TEST(FileDigestSameTest, SameFileDigest_FileWithItself_IsTrue) {
   const TestFolder folder;
   WriteFile(folder / "a", "content");
   EXPECT_TRUE(SameFileDigest(folder / "a", folder / "a"));
 }
 
-TEST(SameDigestTest, SameFileDigest_SameContent_IsTrue) {
+TEST(FileDigestSameTest, SameFileDigest_SameContent_IsTrue) {
   const TestFolder folder;
   WriteFile(folder / "a", "content");
   WriteFile(folder / "sub/b", "content");
   EXPECT_TRUE(SameFileDigest(folder / "a", folder / "sub/b"));
 }
 
-TEST(SameDigestTest, SameFileDigest_TwoEmptyFiles_IsTrue) {
+TEST(FileDigestSameTest, SameFileDigest_TwoEmptyFiles_IsTrue) {
   const TestFolder folder;
   WriteFile(folder / "a", "");
   WriteFile(folder / "b", "");
   EXPECT_TRUE(SameFileDigest(folder / "a", folder / "b"));
 }
 
-TEST(SameDigestTest, SameFileDigest_SameSizeOtherContent_IsFalse) {
+TEST(FileDigestSameTest, SameFileDigest_SameSizeOtherContent_IsFalse) {
   const TestFolder folder;
   WriteFile(folder / "a", "content");
   WriteFile(folder / "b", "contend");
   EXPECT_FALSE(SameFileDigest(folder / "a", folder / "b"));
 }
 
-TEST(SameDigestTest, SameFileDigest_OneIsThePrefixOfTheOther_IsFalse) {
+TEST(FileDigestSameTest, SameFileDigest_OneIsThePrefixOfTheOther_IsFalse) {
   const TestFolder folder;
   WriteFile(folder / "a", std::string(65536, 'x'));
   WriteFile(folder / "b", std::string(65537, 'x'));
@@ -50,19 +50,19 @@ TEST(SameDigestTest, SameFileDigest_OneIsThePrefixOfTheOther_IsFalse) {
   EXPECT_FALSE(SameFileDigest(folder / "b", folder / "a"));
 }
 
-TEST(SameDigestTest, SameFileDigest_TwoMissingFiles_IsFalse) {
+TEST(FileDigestSameTest, SameFileDigest_TwoMissingFiles_IsFalse) {
   const TestFolder folder;
   EXPECT_FALSE(SameFileDigest(folder / "a", folder / "b"));
   EXPECT_FALSE(SameFileDigest(folder / "a", folder / "a"));
 }
 
-TEST(SameDigestTest, SameFileDigest_TwoFolders_IsFalse) {
+TEST(FileDigestSameTest, SameFileDigest_TwoFolders_IsFalse) {
   const TestFolder folder;
   MakeFolder(folder / "a");
   EXPECT_FALSE(SameFileDigest(folder / "a", folder / "a"));
 }
 
-TEST(SameDigestTest, SameFileDigest_FirstFails_TheSecondIsNotOpened) {
+TEST(FileDigestSameTest, SameFileDigest_FirstFails_TheSecondIsNotOpened) {
   const TestFolder folder;
   WriteFile(folder / "b", "content");
   FaultDisk disk;
@@ -71,13 +71,13 @@ TEST(SameDigestTest, SameFileDigest_FirstFails_TheSecondIsNotOpened) {
   EXPECT_EQ(disk.calls[0].path, folder / "a");
 }
 
-TEST(SameDigestTest, SameFileDigest_SecondMissing_IsFalse) {
+TEST(FileDigestSameTest, SameFileDigest_SecondMissing_IsFalse) {
   const TestFolder folder;
   WriteFile(folder / "a", "content");
   EXPECT_FALSE(SameFileDigest(folder / "a", folder / "b"));
 }
 
-TEST(SameDigestTest, SameFileDigest_ReadErrorInBoth_IsFalse) {
+TEST(FileDigestSameTest, SameFileDigest_ReadErrorInBoth_IsFalse) {
   const TestFolder folder;
   WriteFile(folder / "a", "content");
   FaultDisk disk;
@@ -85,7 +85,7 @@ TEST(SameDigestTest, SameFileDigest_ReadErrorInBoth_IsFalse) {
   EXPECT_FALSE(SameFileDigest(folder / "a", folder / "a"));
 }
 
-TEST(SameDigestTest, SameFileDigest_SecondBreaksInTheMiddle_IsFalse) {
+TEST(FileDigestSameTest, SameFileDigest_SecondBreaksInTheMiddle_IsFalse) {
   const TestFolder folder;
   WriteFile(folder / "a", std::string(70000, 'x'));
   WriteFile(folder / "b", std::string(70000, 'x'));

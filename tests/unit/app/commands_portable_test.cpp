@@ -23,7 +23,7 @@ constexpr auto kInstall = L"--install-portable";
 constexpr auto kRemove = L"--remove-portable";
 const Report kObsRunning{41, L"", L"state=obs-running\n"};
 
-class PortableCommandTest : public test::CommandTest {
+class CommandsPortableTest : public test::CommandTest {
  protected:
   void SetUp() override {
     test::WriteBundle(bundle, 'A');
@@ -57,7 +57,7 @@ class PortableCommandTest : public test::CommandTest {
   const Path data = obs / "data/obs-plugins/k7k-obs-audio";
 };
 
-TEST_F(PortableCommandTest, EachCommand_FolderIsNoPortableObs_Is40WithTheRefusal) {
+TEST_F(CommandsPortableTest, EachCommand_FolderIsNoPortableObs_Is40WithTheRefusal) {
   Remove(obs / "portable_mode.txt");
   for (const wchar_t* word : {kStatus, kInstall, kRemove, L"any other word"}) {
     EXPECT_EQ(RunWithoutTrace(word),
@@ -67,7 +67,7 @@ TEST_F(PortableCommandTest, EachCommand_FolderIsNoPortableObs_Is40WithTheRefusal
   }
 }
 
-TEST_F(PortableCommandTest, EachCommand_EmptyFolderArgument_Is40) {
+TEST_F(CommandsPortableTest, EachCommand_EmptyFolderArgument_Is40) {
   for (const wchar_t* word : {kStatus, kInstall, kRemove}) {
     EXPECT_EQ(RunIn(Path(), word),
               (Report{40, L"",
@@ -76,30 +76,30 @@ TEST_F(PortableCommandTest, EachCommand_EmptyFolderArgument_Is40) {
   }
 }
 
-TEST_F(PortableCommandTest, EachCommand_SilentRefusal_Is40WithAnEmptyDetailLine) {
+TEST_F(CommandsPortableTest, EachCommand_SilentRefusal_Is40WithAnEmptyDetailLine) {
   disk.fails = FailEach(Call::Status, data);
   for (const wchar_t* word : {kStatus, kInstall, kRemove}) {
     EXPECT_EQ(RunWithoutTrace(word), (Report{40, L"", L"state=target-invalid\ndetail=\n"}));
   }
 }
 
-TEST_F(PortableCommandTest, EachCommand_FolderRefusedAndObsRuns_TheFolderWins) {
+TEST_F(CommandsPortableTest, EachCommand_FolderRefusedAndObsRuns_TheFolderWins) {
   const RunningProgram running(elsewhere.path(), "obs64.exe");
   for (const wchar_t* word : {kStatus, kInstall, kRemove}) {
     EXPECT_EQ(RunIn(folder / "missing", word).code, 40);
   }
 }
 
-TEST_F(PortableCommandTest, StatusPortable_NeitherPiece_IsNotInstalledAndZero) {
+TEST_F(CommandsPortableTest, StatusPortable_NeitherPiece_IsNotInstalledAndZero) {
   EXPECT_EQ(RunWithoutTrace(kStatus), (Report{0, L"state=not-installed\nobsRunning=0\n", L""}));
 }
 
-TEST_F(PortableCommandTest, StatusPortable_ValidCopy_IsInstalledValidAndZero) {
+TEST_F(CommandsPortableTest, StatusPortable_ValidCopy_IsInstalledValidAndZero) {
   WritePlugin('A');
   EXPECT_EQ(RunWithoutTrace(kStatus), (Report{0, L"state=installed-valid\nobsRunning=0\n", L""}));
 }
 
-TEST_F(PortableCommandTest, StatusPortable_LibraryAlone_IsInvalidWithTheDetailOnStandardError) {
+TEST_F(CommandsPortableTest, StatusPortable_LibraryAlone_IsInvalidWithTheDetailOnStandardError) {
   test::WritePortableLibrary(obs, 'A');
   EXPECT_EQ(RunWithoutTrace(kStatus),
             (Report{0, L"state=installed-invalid\nobsRunning=0\n",
@@ -107,26 +107,26 @@ TEST_F(PortableCommandTest, StatusPortable_LibraryAlone_IsInvalidWithTheDetailOn
                     L"connector\n"}));
 }
 
-TEST_F(PortableCommandTest, StatusPortable_BadBundle_IsNotInstalledWithItsDetailAndZero) {
+TEST_F(CommandsPortableTest, StatusPortable_BadBundle_IsNotInstalledWithItsDetailAndZero) {
   WritePlugin('A');
   Remove(bundle / "manifest.sha256");
   EXPECT_EQ(RunWithoutTrace(kStatus), (Report{0, L"state=not-installed\nobsRunning=0\n",
                                               L"detail=Bundle integrity manifest is missing\n"}));
 }
 
-TEST_F(PortableCommandTest, StatusPortable_NoBundle_IsNotInstalledWithoutADetailLine) {
+TEST_F(CommandsPortableTest, StatusPortable_NoBundle_IsNotInstalledWithoutADetailLine) {
   WritePlugin('A');
   Remove(bundle);
   EXPECT_EQ(RunWithoutTrace(kStatus), (Report{0, L"state=not-installed\nobsRunning=0\n", L""}));
 }
 
-TEST_F(PortableCommandTest, StatusPortable_ObsRuns_SaysSoAndAnswers) {
+TEST_F(CommandsPortableTest, StatusPortable_ObsRuns_SaysSoAndAnswers) {
   WritePlugin('A');
   const RunningProgram running(elsewhere.path(), "obs64.exe");
   EXPECT_EQ(RunWithoutTrace(kStatus), (Report{0, L"state=installed-valid\nobsRunning=1\n", L""}));
 }
 
-TEST_F(PortableCommandTest, InstallAndRemove_ObsRuns_AreRefusedWith41AndTouchNothing) {
+TEST_F(CommandsPortableTest, InstallAndRemove_ObsRuns_AreRefusedWith41AndTouchNothing) {
   WritePlugin('B');
   const RunningProgram running(elsewhere.path(), "obs64.exe");
   for (const wchar_t* word : {kInstall, kRemove, L"any other word"}) {
@@ -134,34 +134,34 @@ TEST_F(PortableCommandTest, InstallAndRemove_ObsRuns_AreRefusedWith41AndTouchNot
   }
 }
 
-TEST_F(PortableCommandTest, InstallPortable_NothingInstalled_InstallsBothPiecesAndIsZero) {
+TEST_F(CommandsPortableTest, InstallPortable_NothingInstalled_InstallsBothPiecesAndIsZero) {
   EXPECT_EQ(Run(kInstall), (Report{0, L"state=installed\n", L""}));
   ExpectPlugin('A');
 }
 
-TEST_F(PortableCommandTest, InstallPortable_OtherCopyThere_ReplacesItAndIsZero) {
+TEST_F(CommandsPortableTest, InstallPortable_OtherCopyThere_ReplacesItAndIsZero) {
   WritePlugin('B');
   EXPECT_EQ(Run(kInstall), (Report{0, L"state=installed\n", L""}));
   ExpectPlugin('A');
 }
 
-TEST_F(PortableCommandTest, InstallPortable_RootWithTrailingSeparator_InstallsThere) {
+TEST_F(CommandsPortableTest, InstallPortable_RootWithTrailingSeparator_InstallsThere) {
   EXPECT_EQ(RunIn(obs / "", kInstall), (Report{0, L"state=installed\n", L""}));
   ExpectPlugin('A');
 }
 
-TEST_F(PortableCommandTest, InstallPortable_InvalidBundle_Is43WithItsDetail) {
+TEST_F(CommandsPortableTest, InstallPortable_InvalidBundle_Is43WithItsDetail) {
   WriteFile(bundle / "data/locale/en-US.ini", "");
   EXPECT_EQ(RunWithoutTrace(kInstall),
             (Report{43, L"", L"state=install-failed\ndetail=A required plugin file is empty\n"}));
 }
 
-TEST_F(PortableCommandTest, InstallPortable_NoBundle_Is43WithAnEmptyDetailLine) {
+TEST_F(CommandsPortableTest, InstallPortable_NoBundle_Is43WithAnEmptyDetailLine) {
   Remove(bundle);
   EXPECT_EQ(RunWithoutTrace(kInstall), (Report{43, L"", L"state=install-failed\ndetail=\n"}));
 }
 
-TEST_F(PortableCommandTest, InstallPortable_RootInTheBundle_Is44WithItsDetail) {
+TEST_F(CommandsPortableTest, InstallPortable_RootInTheBundle_Is44WithItsDetail) {
   const Path inside = bundle / "obs";
   test::WritePortableObs(inside);
   EXPECT_EQ(RunIn(inside, kInstall),
@@ -170,7 +170,7 @@ TEST_F(PortableCommandTest, InstallPortable_RootInTheBundle_Is44WithItsDetail) {
                     L"detail=Payload and portable OBS destination must be separate trees\n"}));
 }
 
-TEST_F(PortableCommandTest, InstallPortable_NamesCannotBeReserved_Is45WithItsDetail) {
+TEST_F(CommandsPortableTest, InstallPortable_NamesCannotBeReserved_Is45WithItsDetail) {
   disk.fails = [](const DiskCall& call) {
     return call.call == Call::Status &&
            call.path.filename().generic_string().starts_with(".k7k-obs-audio.");
@@ -180,7 +180,7 @@ TEST_F(PortableCommandTest, InstallPortable_NamesCannotBeReserved_Is45WithItsDet
                                    L"detail=Could not reserve portable OBS transaction paths\n"}));
 }
 
-TEST_F(PortableCommandTest, InstallPortable_CopyFails_Is46WithItsDetail) {
+TEST_F(CommandsPortableTest, InstallPortable_CopyFails_Is46WithItsDetail) {
   WritePlugin('B');
   disk.fails = [](const DiskCall& call) { return call.call == Call::Copy; };
   EXPECT_EQ(RunWithoutTrace(kInstall),
@@ -189,7 +189,7 @@ TEST_F(PortableCommandTest, InstallPortable_CopyFails_Is46WithItsDetail) {
                     L"detail=Could not stage and verify the portable OBS plugin\n"}));
 }
 
-TEST_F(PortableCommandTest, RemovePortable_CopyThere_IsRemovedAndZero) {
+TEST_F(CommandsPortableTest, RemovePortable_CopyThere_IsRemovedAndZero) {
   const Tree before = TakeTree(obs);
   WritePlugin('A');
   EXPECT_EQ(Run(kRemove), (Report{0, L"state=removed\n", L""}));
@@ -198,11 +198,11 @@ TEST_F(PortableCommandTest, RemovePortable_CopyThere_IsRemovedAndZero) {
   EXPECT_EQ(TakeTree(obs), before);
 }
 
-TEST_F(PortableCommandTest, RemovePortable_NothingInstalled_IsNotInstalledAndZero) {
+TEST_F(CommandsPortableTest, RemovePortable_NothingInstalled_IsNotInstalledAndZero) {
   EXPECT_EQ(RunWithoutTrace(kRemove), (Report{0, L"state=not-installed\n", L""}));
 }
 
-TEST_F(PortableCommandTest, RemovePortable_PieceBecomesUnsafeAfterTheValidation_Is54) {
+TEST_F(CommandsPortableTest, RemovePortable_PieceBecomesUnsafeAfterTheValidation_Is54) {
   WritePlugin('A');
   // The handler's own validation ends with the walk of the data folder.
   disk.fails = [&, changed = false](const DiskCall& call) mutable {
@@ -217,7 +217,7 @@ TEST_F(PortableCommandTest, RemovePortable_PieceBecomesUnsafeAfterTheValidation_
                                   L"detail=The portable OBS plugin DLL path is unsafe\n"}));
 }
 
-TEST_F(PortableCommandTest, RemovePortable_BackupCannotBeDeleted_Is55WithItsDetail) {
+TEST_F(CommandsPortableTest, RemovePortable_BackupCannotBeDeleted_Is55WithItsDetail) {
   WritePlugin('A');
   disk.fails = [](const DiskCall& call) { return call.call == Call::Remove; };
   EXPECT_EQ(Run(kRemove), (Report{55, L"",

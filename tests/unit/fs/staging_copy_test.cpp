@@ -29,7 +29,7 @@ constexpr auto kEscaped = L"Payload entry escaped its root";
 constexpr auto kUnsupported = L"Payload contains an unsupported entry";
 constexpr auto kNotCopied = L"Could not copy the complete payload";
 
-class StageCopyTest : public testing::Test {
+class StagingCopyTest : public testing::Test {
  protected:
   // The message of a copy from payload to staging; what stood there before for one that succeeds.
   std::wstring Stage() { return Stage(payload_, staging_); }
@@ -48,13 +48,13 @@ class StageCopyTest : public testing::Test {
   const Path staging_ = folder_ / "staging";
 };
 
-TEST_F(StageCopyTest, StageCopy_EmptyPayload_YieldsAnEmptyStagingFolder) {
+TEST_F(StagingCopyTest, StageCopy_EmptyPayload_YieldsAnEmptyStagingFolder) {
   MakeFolder(payload_);
   EXPECT_EQ(Stage(), kUntouched);
   EXPECT_EQ(TakeTree(folder_.path()), (Tree{{"payload", "folder"}, {"staging", "folder"}}));
 }
 
-TEST_F(StageCopyTest, StageCopy_NestedTree_IsReproducedWhole) {
+TEST_F(StagingCopyTest, StageCopy_NestedTree_IsReproducedWhole) {
   WriteFile(payload_ / "bin/64bit/plugin.dll", std::string("\0\r\n\x1a", 4));
   WriteFile(payload_ / "data/locale/en-US.ini", "text\n");
   WriteFile(payload_ / "empty file", "");
@@ -65,13 +65,13 @@ TEST_F(StageCopyTest, StageCopy_NestedTree_IsReproducedWhole) {
   EXPECT_EQ(TakeTree(payload_), payload);
 }
 
-TEST_F(StageCopyTest, StageCopy_EmptySubfolder_IsReproduced) {
+TEST_F(StagingCopyTest, StageCopy_EmptySubfolder_IsReproduced) {
   MakeFolder(payload_ / "a/empty");
   EXPECT_EQ(Stage(), kUntouched);
   EXPECT_EQ(Staged(), (Tree{{"a", "folder"}, {"a/empty", "folder"}}));
 }
 
-TEST_F(StageCopyTest, StageCopy_NestedFolders_AreThereBeforeTheirFiles) {
+TEST_F(StagingCopyTest, StageCopy_NestedFolders_AreThereBeforeTheirFiles) {
   WriteFile(payload_ / "a/b/file", "content");
   FaultDisk disk;
   disk.fails = [&](const DiskCall& call) {
@@ -84,13 +84,13 @@ TEST_F(StageCopyTest, StageCopy_NestedFolders_AreThereBeforeTheirFiles) {
   EXPECT_EQ(disk.Count(Call::Copy), 1);
 }
 
-TEST_F(StageCopyTest, StageCopy_NoDetailAsked_AnswersAllTheSame) {
+TEST_F(StagingCopyTest, StageCopy_NoDetailAsked_AnswersAllTheSame) {
   WriteFile(payload_ / "file", "content");
   EXPECT_TRUE(StageCopy(payload_, staging_, nullptr));
   EXPECT_FALSE(StageCopy(payload_, staging_, nullptr));
 }
 
-TEST_F(StageCopyTest, StageCopy_StagingFolderThere_IsUsed) {
+TEST_F(StagingCopyTest, StageCopy_StagingFolderThere_IsUsed) {
   WriteFile(payload_ / "new", "new");
   WriteFile(payload_ / "sub/new", "new");
   WriteFile(staging_ / "old", "old");
@@ -103,35 +103,35 @@ TEST_F(StageCopyTest, StageCopy_StagingFolderThere_IsUsed) {
                             {"sub/old", "file old"}}));
 }
 
-TEST_F(StageCopyTest, StageCopy_FileOfThatNameInTheStagingFolder_CouldNotCopyAndKeepsIt) {
+TEST_F(StagingCopyTest, StageCopy_FileOfThatNameInTheStagingFolder_CouldNotCopyAndKeepsIt) {
   WriteFile(payload_ / "sub/file", "new");
   WriteFile(staging_ / "sub/file", "old");
   EXPECT_EQ(Stage(), kNotCopied);
   EXPECT_EQ(Staged(), (Tree{{"sub", "folder"}, {"sub/file", "file old"}}));
 }
 
-TEST_F(StageCopyTest, StageCopy_FileWhereAFolderBelongs_CouldNotCopyAndKeepsIt) {
+TEST_F(StagingCopyTest, StageCopy_FileWhereAFolderBelongs_CouldNotCopyAndKeepsIt) {
   MakeFolder(payload_ / "name");
   WriteFile(staging_ / "name", "old");
   EXPECT_EQ(Stage(), kNotCopied);
   EXPECT_EQ(Staged(), (Tree{{"name", "file old"}}));
 }
 
-TEST_F(StageCopyTest, StageCopy_FolderWhereAFileBelongs_CouldNotCopyAndKeepsIt) {
+TEST_F(StagingCopyTest, StageCopy_FolderWhereAFileBelongs_CouldNotCopyAndKeepsIt) {
   WriteFile(payload_ / "name", "new");
   MakeFolder(staging_ / "name");
   EXPECT_EQ(Stage(), kNotCopied);
   EXPECT_EQ(Staged(), (Tree{{"name", "folder"}}));
 }
 
-TEST_F(StageCopyTest, StageCopy_StagingParentMissing_CouldNotCreateStagingAndCreatesNothing) {
+TEST_F(StagingCopyTest, StageCopy_StagingParentMissing_CouldNotCreateStagingAndCreatesNothing) {
   WriteFile(payload_ / "file", "content");
   const Tree before = TakeTree(folder_.path());
   EXPECT_EQ(Stage(payload_, folder_ / "no/staging"), kNoStaging);
   EXPECT_EQ(TakeTree(folder_.path()), before);
 }
 
-TEST_F(StageCopyTest, StageCopy_FileAtTheStagingPath_CouldNotCreateStagingAndKeepsIt) {
+TEST_F(StagingCopyTest, StageCopy_FileAtTheStagingPath_CouldNotCreateStagingAndKeepsIt) {
   WriteFile(payload_ / "file", "content");
   WriteFile(staging_, "in the way");
   const Tree before = TakeTree(folder_.path());
@@ -139,11 +139,11 @@ TEST_F(StageCopyTest, StageCopy_FileAtTheStagingPath_CouldNotCreateStagingAndKee
   EXPECT_EQ(TakeTree(folder_.path()), before);
 }
 
-TEST_F(StageCopyTest, StageCopy_StagingAndPayloadBothBad_CouldNotCreateStaging) {
+TEST_F(StagingCopyTest, StageCopy_StagingAndPayloadBothBad_CouldNotCreateStaging) {
   EXPECT_EQ(Stage(folder_ / "nothing", folder_ / "no/staging"), kNoStaging);
 }
 
-TEST_F(StageCopyTest, StageCopy_MissingOrFilePayload_YieldsAnEmptyStagingFolder) {
+TEST_F(StagingCopyTest, StageCopy_MissingOrFilePayload_YieldsAnEmptyStagingFolder) {
   WriteFile(folder_ / "file", "content");
   EXPECT_EQ(Stage(folder_ / "nothing", folder_ / "first"), kUntouched);
   EXPECT_EQ(Stage(folder_ / "file", folder_ / "second"), kUntouched);
@@ -151,7 +151,7 @@ TEST_F(StageCopyTest, StageCopy_MissingOrFilePayload_YieldsAnEmptyStagingFolder)
             (Tree{{"file", "file content"}, {"first", "folder"}, {"second", "folder"}}));
 }
 
-TEST_F(StageCopyTest, StageCopy_EntryWhoseNameBeginsWithTwoDots_Escaped) {
+TEST_F(StagingCopyTest, StageCopy_EntryWhoseNameBeginsWithTwoDots_Escaped) {
   for (const char* name : {"..x", "...x", "..cache"}) {
     const Path payload = folder_ / "payloads" / (std::string("file") + name);
     WriteFile(payload / name, "content");
@@ -163,7 +163,7 @@ TEST_F(StageCopyTest, StageCopy_EntryWhoseNameBeginsWithTwoDots_Escaped) {
   EXPECT_EQ(Staged(), Tree());
 }
 
-TEST_F(StageCopyTest, StageCopy_TwoDotsElsewhereInTheName_IsCopied) {
+TEST_F(StagingCopyTest, StageCopy_TwoDotsElsewhereInTheName_IsCopied) {
   WriteFile(payload_ / ".x", "1");
   WriteFile(payload_ / "x..", "2");
   WriteFile(payload_ / "x..y", "3");
@@ -173,13 +173,13 @@ TEST_F(StageCopyTest, StageCopy_TwoDotsElsewhereInTheName_IsCopied) {
   EXPECT_EQ(Staged(), payload);
 }
 
-TEST_F(StageCopyTest, StageCopy_SeparatorAtTheEndOfThePayload_CopiesTheSame) {
+TEST_F(StagingCopyTest, StageCopy_SeparatorAtTheEndOfThePayload_CopiesTheSame) {
   WriteFile(payload_ / "sub/file", "content");
   EXPECT_EQ(Stage(payload_ / "", staging_ / ""), kUntouched);
   EXPECT_EQ(Staged(), (Tree{{"sub", "folder"}, {"sub/file", "file content"}}));
 }
 
-TEST_F(StageCopyTest, StageCopy_OddNamesAndReadOnlyFiles_AreCopied) {
+TEST_F(StagingCopyTest, StageCopy_OddNamesAndReadOnlyFiles_AreCopied) {
   for (const Path& name : test::OddNames()) {
     WriteFile(payload_ / name / name, "content");
     test::MakeReadOnly(payload_ / name / name);
@@ -189,7 +189,7 @@ TEST_F(StageCopyTest, StageCopy_OddNamesAndReadOnlyFiles_AreCopied) {
   EXPECT_EQ(Staged(), payload);
 }
 
-TEST_F(StageCopyTest, StageCopy_StagingPathBeyond260Characters_IsFilled) {
+TEST_F(StagingCopyTest, StageCopy_StagingPathBeyond260Characters_IsFilled) {
   WriteFile(payload_ / "sub/file", "content");
   const Path deep = test::LongFolder(folder_.path());
   MakeFolder(deep);
@@ -197,7 +197,7 @@ TEST_F(StageCopyTest, StageCopy_StagingPathBeyond260Characters_IsFilled) {
   EXPECT_EQ(test::ReadFile(deep / "staging" / "sub" / "file"), "content");
 }
 
-TEST_F(StageCopyTest, StageCopy_FileLink_IsCopiedAsTheContentOfItsTarget) {
+TEST_F(StagingCopyTest, StageCopy_FileLink_IsCopiedAsTheContentOfItsTarget) {
   WriteFile(folder_ / "outside", "content");
   MakeFolder(payload_);
   MakeFileLink(folder_ / "outside", payload_ / "link");
@@ -205,7 +205,7 @@ TEST_F(StageCopyTest, StageCopy_FileLink_IsCopiedAsTheContentOfItsTarget) {
   EXPECT_EQ(Staged(), (Tree{{"link", "file content"}}));
 }
 
-TEST_F(StageCopyTest, StageCopy_FolderLink_BecomesAnEmptyFolder) {
+TEST_F(StagingCopyTest, StageCopy_FolderLink_BecomesAnEmptyFolder) {
   WriteFile(folder_ / "outside/file", "content");
   MakeFolder(payload_);
   MakeFolderLink(folder_ / "outside", payload_ / "link");
@@ -213,7 +213,7 @@ TEST_F(StageCopyTest, StageCopy_FolderLink_BecomesAnEmptyFolder) {
   EXPECT_EQ(Staged(), (Tree{{"link", "folder"}}));
 }
 
-TEST_F(StageCopyTest, StageCopy_LinkWithoutATarget_CouldNotCopy) {
+TEST_F(StagingCopyTest, StageCopy_LinkWithoutATarget_CouldNotCopy) {
   if (test::RunsUnderWine()) GTEST_SKIP() << "Wine does not show a link without a target";
   MakeFolder(payload_);
   MakeFolderLink(folder_ / "nothing", payload_ / "link");
@@ -221,7 +221,7 @@ TEST_F(StageCopyTest, StageCopy_LinkWithoutATarget_CouldNotCopy) {
   EXPECT_EQ(Staged(), Tree());
 }
 
-TEST_F(StageCopyTest, StageCopy_NamedPipe_IsUnsupported) {
+TEST_F(StagingCopyTest, StageCopy_NamedPipe_IsUnsupported) {
   if (test::RunsOnWindows()) GTEST_SKIP() << "Windows has no named pipes in folders";
   MakeFolder(payload_);
   test::MakeNamedPipe(payload_ / "pipe");
@@ -229,7 +229,7 @@ TEST_F(StageCopyTest, StageCopy_NamedPipe_IsUnsupported) {
   EXPECT_EQ(Staged(), Tree());
 }
 
-TEST_F(StageCopyTest, StageCopy_NamedPipeWhoseNameBeginsWithTwoDots_Escaped) {
+TEST_F(StagingCopyTest, StageCopy_NamedPipeWhoseNameBeginsWithTwoDots_Escaped) {
   if (test::RunsOnWindows()) GTEST_SKIP() << "Windows has no named pipes in folders";
   MakeFolder(payload_);
   test::MakeNamedPipe(payload_ / "..pipe");

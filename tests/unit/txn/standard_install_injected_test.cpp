@@ -85,20 +85,5 @@ TEST_F(StandardInstallInjectedTest, UnknownInjectedValues_AreTakenForNone) {
 }
 
 // The numbers go into the exit code.
-TEST(InstallOutcomeTest, Numbers_AreThoseOfTheProtocol) {
-  EXPECT_EQ(static_cast<int>(InstallOutcome::Installed), 0);
-  EXPECT_EQ(static_cast<int>(InstallOutcome::BundleInvalid), 1);
-  EXPECT_EQ(static_cast<int>(InstallOutcome::Refused), 2);
-  EXPECT_EQ(static_cast<int>(InstallOutcome::Failed), 3);
-  EXPECT_EQ(static_cast<int>(InstallOutcome::RolledBack), 4);
-  EXPECT_EQ(static_cast<int>(InstallOutcome::InjectedFailureRolledBack), 5);
-}
-
-TEST(InjectedFailureTest, Numbers_AreThoseOfTheSwitch) {
-  EXPECT_EQ(static_cast<unsigned>(InjectedFailure::None), 0U);
-  EXPECT_EQ(static_cast<unsigned>(InjectedFailure::AfterBackup), 1U);
-  EXPECT_EQ(static_cast<unsigned>(InjectedFailure::AfterDllCommit), 2U);
-}
-
 }  // namespace
 }  // namespace k7k

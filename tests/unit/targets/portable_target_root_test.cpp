@@ -23,25 +23,25 @@ using test::MakeFolder;
 using test::MakeFolderLink;
 using test::WriteFile;
 
-class PortableRootTest : public test::PortableRootTestBase {};
+class PortableTargetRootTest : public test::PortableRootTestBase {};
 
-TEST_F(PortableRootTest, ValidatePortableRoot_PortableObs_IsAccepted) { ExpectAccepted(); }
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_PortableObs_IsAccepted) { ExpectAccepted(); }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_TrailingSeparator_IsAccepted) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_TrailingSeparator_IsAccepted) {
   ExpectAccepted(root / "");
 }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_NameWithSpacesAndOtherLetters_IsAccepted) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_NameWithSpacesAndOtherLetters_IsAccepted) {
   const Path other = folder / u8"tragbares OBS für 日本";
   test::WritePortableObs(other);
   ExpectAccepted(other);
 }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_EmptyRoot_MustBeAbsolute) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_EmptyRoot_MustBeAbsolute) {
   ExpectRefused(Path(), kNotAbsolute);
 }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_RelativeRoot_MustBeAbsoluteBeforeTheDiskIsLookedAt) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_RelativeRoot_MustBeAbsoluteBeforeTheDiskIsLookedAt) {
   FaultDisk disk;
   std::wstring detail = kUntouched;
   for (const char* given : {"obs", "./obs", "..", ".", "obs/", "a/../obs", ""}) {
@@ -52,7 +52,7 @@ TEST_F(PortableRootTest, ValidatePortableRoot_RelativeRoot_MustBeAbsoluteBeforeT
   EXPECT_TRUE(disk.calls.empty());
 }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_RelativeRootThatIsAPortableObs_MustBeAbsolute) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_RelativeRootThatIsAPortableObs_MustBeAbsolute) {
   const Path current = std::filesystem::current_path();
   std::filesystem::current_path(folder.path());
   std::wstring detail;
@@ -61,7 +61,7 @@ TEST_F(PortableRootTest, ValidatePortableRoot_RelativeRootThatIsAPortableObs_Mus
   std::filesystem::current_path(current);
 }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_WindowsPathForms_FollowThePlatformsRule) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_WindowsPathForms_FollowThePlatformsRule) {
   const bool windows = test::RunsOnWindows();
   const auto message_of = [](const wchar_t* given) {
     std::wstring detail;
@@ -79,46 +79,46 @@ TEST_F(PortableRootTest, ValidatePortableRoot_WindowsPathForms_FollowThePlatform
   if (windows) ExpectAccepted(L"\\\\?\\" + root.wstring());
 }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_MissingRoot_IsUnavailable) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_MissingRoot_IsUnavailable) {
   ExpectRefused(folder / "missing", kUnsafeRoot);
 }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_RootIsAFile_IsUnavailable) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_RootIsAFile_IsUnavailable) {
   WriteFile(folder / "file", "x");
   ExpectRefused(folder / "file", kUnsafeRoot);
 }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_RootStatusUnreadable_IsUnavailable) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_RootStatusUnreadable_IsUnavailable) {
   FaultDisk disk;
   disk.fails = FailEach(Call::Status, root);
   ExpectRefused(kUnsafeRoot);
 }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_RootIsALink_IsUnsafeAlsoWithATrailingSeparator) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_RootIsALink_IsUnsafeAlsoWithATrailingSeparator) {
   MakeFolderLink(root, folder / "link");
   ExpectRefused(folder / "link", kUnsafeRoot);
   ExpectRefused(folder / "link" / "", kUnsafeRoot);
   ExpectRefused(folder / "link//", kUnsafeRoot);
 }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_RootBelowALink_IsAccepted) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_RootBelowALink_IsAccepted) {
   MakeFolder(folder / "parent");
   ASSERT_EQ(0, NativeDisk().Move(root, folder / "parent/obs"));
   MakeFolderLink(folder / "parent", folder / "link");
   ExpectAccepted(folder / "link/obs");
 }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_NoBinFolder_TheExecutablePathIsUnsafe) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_NoBinFolder_TheExecutablePathIsUnsafe) {
   Remove("bin");
   ExpectRefused(kUnsafeBin);
 }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_No64BitFolder_TheExecutablePathIsUnsafe) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_No64BitFolder_TheExecutablePathIsUnsafe) {
   Remove("bin/64bit");
   ExpectRefused(kUnsafeBin);
 }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_ExecutableFolderIsAFile_TheExecutablePathIsUnsafe) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_ExecutableFolderIsAFile_TheExecutablePathIsUnsafe) {
   for (const char* path : {"bin/64bit", "bin"}) {
     Remove(path);
     WriteFile(root / path, "x");
@@ -126,17 +126,17 @@ TEST_F(PortableRootTest, ValidatePortableRoot_ExecutableFolderIsAFile_TheExecuta
   }
 }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_BinIsALink_TheExecutablePathIsUnsafe) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_BinIsALink_TheExecutablePathIsUnsafe) {
   ReplaceByLink("bin");
   ExpectRefused(kUnsafeBin);
 }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_64BitIsALink_TheExecutablePathIsUnsafe) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_64BitIsALink_TheExecutablePathIsUnsafe) {
   ReplaceByLink("bin/64bit");
   ExpectRefused(kUnsafeBin);
 }
 
-TEST_F(PortableRootTest,
+TEST_F(PortableTargetRootTest,
        ValidatePortableRoot_ExecutableFolderUnreadable_TheExecutablePathIsUnsafe) {
   for (const char* path : {"bin", "bin/64bit"}) {
     FaultDisk disk;
@@ -145,33 +145,33 @@ TEST_F(PortableRootTest,
   }
 }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_NoExecutable_DoesNotContainObs) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_NoExecutable_DoesNotContainObs) {
   Remove("bin/64bit/obs64.exe");
   ExpectRefused(kNoObs);
 }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_EmptyExecutable_DoesNotContainObs) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_EmptyExecutable_DoesNotContainObs) {
   WriteFile(executable, "");
   ExpectRefused(kNoObs);
 }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_ExecutableOfOneByte_IsAccepted) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_ExecutableOfOneByte_IsAccepted) {
   WriteFile(executable, "x");
   ExpectAccepted();
 }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_ExecutableIsAFolder_DoesNotContainObs) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_ExecutableIsAFolder_DoesNotContainObs) {
   Remove("bin/64bit/obs64.exe");
   WriteFile(executable / "file", "x");
   ExpectRefused(kNoObs);
 }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_ExecutableIsALinkOfAnyKind_DoesNotContainObs) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_ExecutableIsALinkOfAnyKind_DoesNotContainObs) {
   test::LateLinkDisk disk(executable, 1);
   ExpectRefused(kNoObs);
 }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_ExecutableUnreadable_DoesNotContainObs) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_ExecutableUnreadable_DoesNotContainObs) {
   for (const Call call : {Call::Status, Call::Size}) {
     FaultDisk disk;
     disk.fails = FailEach(call, executable);
@@ -179,14 +179,14 @@ TEST_F(PortableRootTest, ValidatePortableRoot_ExecutableUnreadable_DoesNotContai
   }
 }
 
-TEST_F(PortableRootTest, ValidatePortableRoot_AttributesUnreadable_AreNoLinks) {
+TEST_F(PortableTargetRootTest, ValidatePortableRoot_AttributesUnreadable_AreNoLinks) {
   FaultDisk disk;
   disk.fails = [](const test::DiskCall& call) { return call.call == Call::IsReparsePoint; };
   ExpectAccepted();
 }
 
 // Each message in its order: of two that fail together, the earlier wins.
-TEST_F(PortableRootTest,
+TEST_F(PortableTargetRootTest,
        ValidatePortableRoot_EverythingWrongAndMendedInTurn_EachMessageInItsOrder) {
   Remove("");
   ExpectRefused(Path("obs"), kNotAbsolute);

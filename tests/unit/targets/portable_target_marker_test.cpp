@@ -17,14 +17,14 @@ using test::kNoMarker;
 using test::MakeFolder;
 using test::WriteFile;
 
-class PortableMarkerTest : public test::PortableRootTestBase {};
+class PortableTargetMarkerTest : public test::PortableRootTestBase {};
 
-TEST_F(PortableMarkerTest, ValidatePortableRoot_NoMarker_IsNotMarked) {
+TEST_F(PortableTargetMarkerTest, ValidatePortableRoot_NoMarker_IsNotMarked) {
   Remove("portable_mode.txt");
   ExpectRefused(kNoMarker);
 }
 
-TEST_F(PortableMarkerTest, ValidatePortableRoot_EachOfTheFourMarkersAlone_IsAccepted) {
+TEST_F(PortableTargetMarkerTest, ValidatePortableRoot_EachOfTheFourMarkersAlone_IsAccepted) {
   Remove("portable_mode.txt");
   for (const char* marker :
        {"portable_mode", "obs_portable_mode", "portable_mode.txt", "obs_portable_mode.txt"}) {
@@ -35,7 +35,7 @@ TEST_F(PortableMarkerTest, ValidatePortableRoot_EachOfTheFourMarkersAlone_IsAcce
   }
 }
 
-TEST_F(PortableMarkerTest, ValidatePortableRoot_NameThatIsNoMarker_IsNotMarked) {
+TEST_F(PortableTargetMarkerTest, ValidatePortableRoot_NameThatIsNoMarker_IsNotMarked) {
   Remove("portable_mode.txt");
   for (const char* marker :
        {"portable", "portable_mode.ini", "xportable_mode", "portable_mode.txt.bak",
@@ -45,13 +45,13 @@ TEST_F(PortableMarkerTest, ValidatePortableRoot_NameThatIsNoMarker_IsNotMarked) 
   }
 }
 
-TEST_F(PortableMarkerTest, ValidatePortableRoot_MarkerIsAFolder_IsNotMarked) {
+TEST_F(PortableTargetMarkerTest, ValidatePortableRoot_MarkerIsAFolder_IsNotMarked) {
   Remove("portable_mode.txt");
   MakeFolder(root / "portable_mode.txt");
   ExpectRefused(kNoMarker);
 }
 
-TEST_F(PortableMarkerTest, ValidatePortableRoot_FolderThenAMarkerFile_TheSearchGoesOn) {
+TEST_F(PortableTargetMarkerTest, ValidatePortableRoot_FolderThenAMarkerFile_TheSearchGoesOn) {
   Remove("portable_mode.txt");
   MakeFolder(root / "portable_mode");
   MakeFolder(root / "obs_portable_mode");
@@ -60,12 +60,12 @@ TEST_F(PortableMarkerTest, ValidatePortableRoot_FolderThenAMarkerFile_TheSearchG
   ExpectAccepted();
 }
 
-TEST_F(PortableMarkerTest, ValidatePortableRoot_MarkerIsALinkOfAnyKind_IsNotMarked) {
+TEST_F(PortableTargetMarkerTest, ValidatePortableRoot_MarkerIsALinkOfAnyKind_IsNotMarked) {
   test::LateLinkDisk disk(root / "portable_mode.txt", 1);
   ExpectRefused(kNoMarker);
 }
 
-TEST_F(PortableMarkerTest, ValidatePortableRoot_MarkerUnreadable_IsSkippedAndTheSearchGoesOn) {
+TEST_F(PortableTargetMarkerTest, ValidatePortableRoot_MarkerUnreadable_IsSkippedAndTheSearchGoesOn) {
   FaultDisk disk;
   disk.fails = FailEach(Call::Status, root / "portable_mode.txt");
   ExpectRefused(kNoMarker);
@@ -73,7 +73,7 @@ TEST_F(PortableMarkerTest, ValidatePortableRoot_MarkerUnreadable_IsSkippedAndThe
   ExpectAccepted();
 }
 
-TEST_F(PortableMarkerTest, ValidatePortableRoot_Markers_AreTriedInTheirOrderUpToTheFirst) {
+TEST_F(PortableTargetMarkerTest, ValidatePortableRoot_Markers_AreTriedInTheirOrderUpToTheFirst) {
   WriteFile(root / "obs_portable_mode", "");
   FaultDisk disk;
   EXPECT_TRUE(ValidatePortableRoot(root, nullptr));

@@ -34,7 +34,7 @@ std::wstring Stage(const Path& payload, const Path& staging) {
   return detail;
 }
 
-class StageCopyFaultTest : public testing::Test {
+class StagingCopyFaultsTest : public testing::Test {
  protected:
   std::wstring Stage() { return k7k::Stage(payload_, staging_); }
   Tree Staged() const { return TakeTree(staging_); }
@@ -52,7 +52,7 @@ class StageCopyFaultTest : public testing::Test {
   FaultDisk disk_;
 };
 
-TEST_F(StageCopyFaultTest, StageCopy_StagingFolderThatCannotBeCreated_CouldNotCreateStaging) {
+TEST_F(StagingCopyFaultsTest, StageCopy_StagingFolderThatCannotBeCreated_CouldNotCreateStaging) {
   WriteFile(payload_ / "file", "content");
   FailNth(Call::CreateFolder, staging_, 1);
   EXPECT_EQ(Stage(), kNoStaging);
@@ -61,7 +61,7 @@ TEST_F(StageCopyFaultTest, StageCopy_StagingFolderThatCannotBeCreated_CouldNotCr
   EXPECT_EQ(disk_.Count(Call::WalkOpen), 0);
 }
 
-TEST_F(StageCopyFaultTest, StageCopy_FailedStepThatEndsTheWalk_EndsWithSuccess) {
+TEST_F(StagingCopyFaultsTest, StageCopy_FailedStepThatEndsTheWalk_EndsWithSuccess) {
   MakeFolder(payload_ / "sub");
   WriteFile(payload_ / "sub/file", "content");
   FailNth(Call::WalkOpen, payload_, 1);
@@ -72,7 +72,7 @@ TEST_F(StageCopyFaultTest, StageCopy_FailedStepThatEndsTheWalk_EndsWithSuccess) 
   EXPECT_EQ(Staged(), (Tree{{"sub", "folder"}}));
 }
 
-TEST_F(StageCopyFaultTest, StageCopy_FailedStepThatYieldsAnEntry_CouldNotRead) {
+TEST_F(StagingCopyFaultsTest, StageCopy_FailedStepThatYieldsAnEntry_CouldNotRead) {
   WriteFile(payload_ / "sub/file", "content");
   disk_.failed_walk_yields = true;
   FailNth(Call::WalkOpen, payload_, 1);
@@ -83,14 +83,14 @@ TEST_F(StageCopyFaultTest, StageCopy_FailedStepThatYieldsAnEntry_CouldNotRead) {
   EXPECT_EQ(Staged(), (Tree{{"sub", "folder"}}));
 }
 
-TEST_F(StageCopyFaultTest, StageCopy_FailedStepThatYieldsAnEscapingEntry_CouldNotRead) {
+TEST_F(StagingCopyFaultsTest, StageCopy_FailedStepThatYieldsAnEscapingEntry_CouldNotRead) {
   WriteFile(payload_ / "..x", "content");
   disk_.failed_walk_yields = true;
   FailNth(Call::WalkOpen, payload_, 1);
   EXPECT_EQ(Stage(), kNotRead);
 }
 
-TEST_F(StageCopyFaultTest, StageCopy_SubfolderThatCannotBeListed_EndsWithSuccess) {
+TEST_F(StagingCopyFaultsTest, StageCopy_SubfolderThatCannotBeListed_EndsWithSuccess) {
   if (test::RunsOnWindows()) GTEST_SKIP() << "Wine denies nothing to the user of the prefix";
   WriteFile(payload_ / "closed/file", "content");
   // The child may not write where the tests do.
@@ -103,7 +103,7 @@ TEST_F(StageCopyFaultTest, StageCopy_SubfolderThatCannotBeListed_EndsWithSuccess
   EXPECT_EQ(Staged(), (Tree{{"closed", "folder"}}));
 }
 
-TEST_F(StageCopyFaultTest, StageCopy_FileThatMayNotBeRead_CouldNotCopy) {
+TEST_F(StagingCopyFaultsTest, StageCopy_FileThatMayNotBeRead_CouldNotCopy) {
   if (test::RunsOnWindows()) GTEST_SKIP() << "Wine denies nothing to the user of the prefix";
   WriteFile(payload_ / "file", "content");
   MakeFolder(staging_);
@@ -114,7 +114,7 @@ TEST_F(StageCopyFaultTest, StageCopy_FileThatMayNotBeRead_CouldNotCopy) {
       "refused");
 }
 
-TEST_F(StageCopyFaultTest, StageCopy_SubfolderThatVanishesWhileWalked_EndsWithSuccess) {
+TEST_F(StagingCopyFaultsTest, StageCopy_SubfolderThatVanishesWhileWalked_EndsWithSuccess) {
   MakeFolder(payload_ / "sub");
   disk_.fails = [&](const DiskCall& call) {
     if (call.call == Call::CreateFolder && call.path == staging_ / "sub") {
@@ -126,21 +126,21 @@ TEST_F(StageCopyFaultTest, StageCopy_SubfolderThatVanishesWhileWalked_EndsWithSu
   EXPECT_EQ(Staged(), (Tree{{"sub", "folder"}}));
 }
 
-TEST_F(StageCopyFaultTest, StageCopy_TypeThatCannotBeTold_CouldNotCopy) {
+TEST_F(StagingCopyFaultsTest, StageCopy_TypeThatCannotBeTold_CouldNotCopy) {
   WriteFile(payload_ / "file", "content");
   FailNth(Call::Status, payload_ / "file", 1);
   EXPECT_EQ(Stage(), kNotCopied);
   EXPECT_EQ(Staged(), Tree());
 }
 
-TEST_F(StageCopyFaultTest, StageCopy_TypeThatCannotBeToldTheSecondTime_CouldNotCopy) {
+TEST_F(StagingCopyFaultsTest, StageCopy_TypeThatCannotBeToldTheSecondTime_CouldNotCopy) {
   WriteFile(payload_ / "file", "content");
   FailNth(Call::Status, payload_ / "file", 2);
   EXPECT_EQ(Stage(), kNotCopied);
   EXPECT_EQ(Staged(), Tree());
 }
 
-TEST_F(StageCopyFaultTest, StageCopy_EntryThatIsNeitherFolderNorFile_Unsupported) {
+TEST_F(StagingCopyFaultsTest, StageCopy_EntryThatIsNeitherFolderNorFile_Unsupported) {
   WriteFile(payload_ / "odd", "content");
   disk_.failed_status = FileStatus::Other;
   disk_.fails = [&](const DiskCall& call) {
@@ -150,7 +150,7 @@ TEST_F(StageCopyFaultTest, StageCopy_EntryThatIsNeitherFolderNorFile_Unsupported
   EXPECT_EQ(Staged(), Tree());
 }
 
-TEST_F(StageCopyFaultTest, StageCopy_FileThatIsAFolderTheSecondTime_Unsupported) {
+TEST_F(StagingCopyFaultsTest, StageCopy_FileThatIsAFolderTheSecondTime_Unsupported) {
   WriteFile(payload_ / "odd", "content");
   disk_.failed_status = FileStatus::Folder;
   FailNth(Call::Status, payload_ / "odd", 2);
@@ -158,7 +158,7 @@ TEST_F(StageCopyFaultTest, StageCopy_FileThatIsAFolderTheSecondTime_Unsupported)
   EXPECT_EQ(Staged(), Tree());
 }
 
-TEST_F(StageCopyFaultTest, StageCopy_FileThatVanishesBeforeItIsCopied_CouldNotCopy) {
+TEST_F(StagingCopyFaultsTest, StageCopy_FileThatVanishesBeforeItIsCopied_CouldNotCopy) {
   WriteFile(payload_ / "file", "content");
   disk_.fails = [&](const DiskCall& call) {
     if (call.call == Call::Copy) {
@@ -170,14 +170,14 @@ TEST_F(StageCopyFaultTest, StageCopy_FileThatVanishesBeforeItIsCopied_CouldNotCo
   EXPECT_EQ(Staged(), Tree());
 }
 
-TEST_F(StageCopyFaultTest, StageCopy_FolderThatCannotBeCreated_CouldNotCopy) {
+TEST_F(StagingCopyFaultsTest, StageCopy_FolderThatCannotBeCreated_CouldNotCopy) {
   MakeFolder(payload_ / "sub");
   FailNth(Call::CreateFolder, staging_ / "sub", 1);
   EXPECT_EQ(Stage(), kNotCopied);
   EXPECT_EQ(Staged(), Tree());
 }
 
-TEST_F(StageCopyFaultTest, StageCopy_ParentThatCannotBeCreated_CouldNotCopyAndCopiesNothing) {
+TEST_F(StagingCopyFaultsTest, StageCopy_ParentThatCannotBeCreated_CouldNotCopyAndCopiesNothing) {
   WriteFile(payload_ / "sub/file", "content");
   // The folder made for the entry of its own is gone again when the file comes.
   disk_.fails = [&, made = 0](const DiskCall& call) mutable {
@@ -188,7 +188,7 @@ TEST_F(StageCopyFaultTest, StageCopy_ParentThatCannotBeCreated_CouldNotCopyAndCo
   EXPECT_EQ(disk_.Count(Call::Copy), 0);
 }
 
-TEST_F(StageCopyFaultTest, StageCopy_ParentThatIsGoneAgain_IsCreatedForTheFile) {
+TEST_F(StagingCopyFaultsTest, StageCopy_ParentThatIsGoneAgain_IsCreatedForTheFile) {
   WriteFile(payload_ / "sub/file", "content");
   disk_.fails = [&, removed = false](const DiskCall& call) mutable {
     if (call.call == Call::WalkAdvance && !removed) {
@@ -200,7 +200,7 @@ TEST_F(StageCopyFaultTest, StageCopy_ParentThatIsGoneAgain_IsCreatedForTheFile) 
   EXPECT_EQ(Staged(), (Tree{{"sub", "folder"}, {"sub/file", "file content"}}));
 }
 
-TEST_F(StageCopyFaultTest, StageCopy_CopyThatFails_StopsThereAndLeavesWhatWasCopied) {
+TEST_F(StagingCopyFaultsTest, StageCopy_CopyThatFails_StopsThereAndLeavesWhatWasCopied) {
   WriteFile(payload_ / "a/first", "1");
   WriteFile(payload_ / "a/b/second", "2");
   WriteFile(payload_ / "a/b/c/third", "3");
@@ -214,7 +214,7 @@ TEST_F(StageCopyFaultTest, StageCopy_CopyThatFails_StopsThereAndLeavesWhatWasCop
   EXPECT_EQ(files, 1);
 }
 
-TEST_F(StageCopyFaultTest, StageCopy_AnyCallThatFails_ChangesNothingInThePayload) {
+TEST_F(StagingCopyFaultsTest, StageCopy_AnyCallThatFails_ChangesNothingInThePayload) {
   WriteFile(payload_ / "a/b/file", "content");
   WriteFile(payload_ / "file", "content");
   const Tree payload = TakeTree(payload_);

@@ -79,70 +79,70 @@ class LinkTest : public testing::Test, protected Target {
 
 // The standard target.
 
-class StandardLinkTest : public LinkTest<StandardTarget> {
+class TxnStandardLinkTest : public LinkTest<StandardTarget> {
  protected:
-  StandardLinkTest() { WriteOldCopy(); }
+  TxnStandardLinkTest() { WriteOldCopy(); }
 };
 
-TEST_F(StandardLinkTest, LinkAtTheStagingName_IsNotReserved) {
+TEST_F(TxnStandardLinkTest, LinkAtTheStagingName_IsNotReserved) {
   ExpectInstallStops(OnPrivate(Call::Status, L"staging"), InstallOutcome::Failed, kNotReserved);
 }
 
-TEST_F(StandardLinkTest, LinkAtTheBackupName_IsNotReserved) {
+TEST_F(TxnStandardLinkTest, LinkAtTheBackupName_IsNotReserved) {
   ExpectInstallStops(OnPrivate(Call::Status, L"backup"), InstallOutcome::Failed, kNotReserved);
 }
 
-TEST_F(StandardLinkTest, LinkAtTheReservedStagingName_IsNotCopiedInto) {
+TEST_F(TxnStandardLinkTest, LinkAtTheReservedStagingName_IsNotCopiedInto) {
   ExpectInstallStops(OnPrivate(Call::CreateFolder, L"staging"), InstallOutcome::RolledBack,
                      L"Could not create the staging directory");
 }
 
-TEST_F(StandardLinkTest, LinkAtTheReservedBackupName_IsNotMovedInto) {
+TEST_F(TxnStandardLinkTest, LinkAtTheReservedBackupName_IsNotMovedInto) {
   ExpectInstallStops(MovesTo(L"backup"), InstallOutcome::Failed,
                      L"Could not back up the existing plugin; OBS may be running");
 }
 
-TEST_F(StandardLinkTest, LinkAtTheRemovalsBackupName_IsNotReserved) {
+TEST_F(TxnStandardLinkTest, LinkAtTheRemovalsBackupName_IsNotReserved) {
   ExpectRemovalStops(OnPrivate(Call::Status, L"remove-backup"),
                      L"Could not reserve the removal backup path");
 }
 
-TEST_F(StandardLinkTest, LinkAtTheRemovalsReservedBackupName_IsNotMovedInto) {
+TEST_F(TxnStandardLinkTest, LinkAtTheRemovalsReservedBackupName_IsNotMovedInto) {
   ExpectRemovalStops(MovesTo(L"remove-backup"),
                      L"Could not isolate the plugin; OBS may be running");
 }
 
 // A portable target.
 
-class PortableLinkTest : public LinkTest<PortableTarget> {
+class TxnPortableLinkTest : public LinkTest<PortableTarget> {
  protected:
-  PortableLinkTest() { WriteOldPieces(); }
+  TxnPortableLinkTest() { WriteOldPieces(); }
 };
 
-class PortableNameTest : public PortableLinkTest,
+class TxnPortableNameTest : public TxnPortableLinkTest,
                          public testing::WithParamInterface<const wchar_t*> {};
 
-TEST_P(PortableNameTest, LinkAtTheName_IsNotReserved) {
+TEST_P(TxnPortableNameTest, LinkAtTheName_IsNotReserved) {
   ExpectInstallStops(OnPrivate(Call::Status, GetParam()), InstallOutcome::Failed,
                      kNotReservedPortable);
 }
 
-INSTANTIATE_TEST_SUITE_P(Names, PortableNameTest,
+INSTANTIATE_TEST_SUITE_P(Names, TxnPortableNameTest,
                          testing::Values(L"portable-dll-staging", L"portable-data-staging",
                                          L"portable-dll-backup", L"portable-data-backup"));
 
-TEST_F(PortableLinkTest, LinkAtTheReservedDataStagingName_IsNotCopiedInto) {
+TEST_F(TxnPortableLinkTest, LinkAtTheReservedDataStagingName_IsNotCopiedInto) {
   ExpectInstallStops(OnPrivate(Call::CreateFolder, L"portable-data-staging"),
                      InstallOutcome::RolledBack,
                      L"Could not stage and verify the portable OBS plugin");
 }
 
-TEST_F(PortableLinkTest, LinkAtTheReservedDataBackupName_IsNotMovedInto) {
+TEST_F(TxnPortableLinkTest, LinkAtTheReservedDataBackupName_IsNotMovedInto) {
   ExpectInstallStops(MovesTo(L"portable-data-backup"), InstallOutcome::Failed,
                      L"Could not back up portable OBS plugin data");
 }
 
-TEST_F(PortableLinkTest, LinkAtTheRemovalsDataName_IsNotMovedInto) {
+TEST_F(TxnPortableLinkTest, LinkAtTheRemovalsDataName_IsNotMovedInto) {
   ExpectRemovalStops(MovesTo(L"portable-remove-data"), L"Could not isolate portable plugin data");
 }
 
@@ -150,9 +150,9 @@ TEST_F(PortableLinkTest, LinkAtTheRemovalsDataName_IsNotMovedInto) {
 
 enum class LinkTo { Folder, File, Nothing };
 
-class LibraryLinkTest : public PortableLinkTest, public testing::WithParamInterface<LinkTo> {
+class TxnLibraryLinkTest : public TxnPortableLinkTest, public testing::WithParamInterface<LinkTo> {
  protected:
-  LibraryLinkTest() {
+  TxnLibraryLinkTest() {
     if (GetParam() == LinkTo::File) {
       make_link = [this](const Path& link) { MakeFileLink(elsewhere / "bin/kept.txt", link); };
     } else if (GetParam() == LinkTo::Nothing) {
@@ -167,14 +167,14 @@ class LibraryLinkTest : public PortableLinkTest, public testing::WithParamInterf
   }
 };
 
-TEST_P(LibraryLinkTest, LinkAtTheReservedDllStagingName_IsNotCopiedTo) {
+TEST_P(TxnLibraryLinkTest, LinkAtTheReservedDllStagingName_IsNotCopiedTo) {
   ExpectInstallStops(CopiesTo(L"portable-dll-staging"), InstallOutcome::RolledBack,
                      L"Could not stage and verify the portable OBS plugin");
 }
 
 // A file that is moved onto a link takes the link's own place, or the system refuses the move;
 // whichever, what the link leads to stays as it is.
-TEST_P(LibraryLinkTest, LinkAtTheReservedDllBackupName_IsNotFollowed) {
+TEST_P(TxnLibraryLinkTest, LinkAtTheReservedDllBackupName_IsNotFollowed) {
   const Tree before = Now();
   Link(MovesTo(L"portable-dll-backup"));
   const InstallOutcome outcome = Install();
@@ -187,7 +187,7 @@ TEST_P(LibraryLinkTest, LinkAtTheReservedDllBackupName_IsNotFollowed) {
   }
 }
 
-TEST_P(LibraryLinkTest, LinkAtTheRemovalsDllName_IsNotFollowed) {
+TEST_P(TxnLibraryLinkTest, LinkAtTheRemovalsDllName_IsNotFollowed) {
   const Tree before = Now();
   Link(MovesTo(L"portable-remove-dll"));
   const RemovalOutcome outcome = Remove();
@@ -206,7 +206,7 @@ std::string LinkName(const testing::TestParamInfo<LinkTo>& link) {
                                       : "ToNothing";
 }
 
-INSTANTIATE_TEST_SUITE_P(Links, LibraryLinkTest,
+INSTANTIATE_TEST_SUITE_P(Links, TxnLibraryLinkTest,
                          testing::Values(LinkTo::Folder, LinkTo::File, LinkTo::Nothing), LinkName);
 
 }  // namespace
