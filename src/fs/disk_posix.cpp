@@ -43,6 +43,9 @@ std::unique_ptr<Stream> OpenStream(const Path& path, int flags, std::ios::openmo
   FileDescriptor file(::open(path.c_str(), flags | O_NONBLOCK | O_CLOEXEC, 0666));
   struct stat found {};
   if (!file || ::fstat(file.Get(), &found) != 0 || S_ISDIR(found.st_mode)) return nullptr;
+  // Not by O_TRUNC: a file that turns out not to be usable keeps its content.
+  const bool empties = mode == std::ios::out && S_ISREG(found.st_mode);
+  if (empties && ::ftruncate(file.Get(), 0) != 0) return nullptr;
   return std::make_unique<DescriptorStream<Stream>>(file.Release(), mode);
 }
 
@@ -114,7 +117,7 @@ class PosixDisk : public Disk {
   }
 
   std::unique_ptr<std::ostream> OpenOutput(const Path& path) override {
-    return OpenStream<std::ostream>(path, O_WRONLY | O_CREAT | O_TRUNC, std::ios::out);
+    return OpenStream<std::ostream>(path, O_WRONLY | O_CREAT, std::ios::out);
   }
 
   void Pause(std::chrono::milliseconds time) override { std::this_thread::sleep_for(time); }

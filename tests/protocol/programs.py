@@ -1,6 +1,7 @@
 """Small programs that the tests compile: they hold files open, pose as OBS, or plant libraries."""
 
 import contextlib
+import os
 import shutil
 import subprocess
 from pathlib import Path
@@ -24,8 +25,12 @@ class Programs:
     def unix_program(self, source):
         return self._compiled(source, source[:-2], ["gcc"])
 
-    def host_shim(self, source):
-        return self._compiled(source, source[:-2] + ".so", ["gcc", "-shared", "-fPIC"])
+    def preloaded(self, source):
+        """The environment in which a host program finds this library's functions first."""
+        library = self._compiled(source, source[:-2] + ".so", ["gcc", "-shared", "-fPIC"])
+        # The sanitizers' runtime must accept a library before itself.
+        options = os.environ.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0"
+        return {"LD_PRELOAD": str(library), "ASAN_OPTIONS": options}
 
     @contextlib.contextmanager
     def held_open(self, path, sharing):

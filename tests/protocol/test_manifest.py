@@ -199,6 +199,15 @@ def test_writer_manifest_that_is_a_folder_cannot_be_created(sandbox):
             "manifest-failed", 2, "Could not create the integrity manifest")
 
 
+@pytest.mark.only("host", "only the host lets a test put a library before the C runtime")
+def test_writer_manifest_that_cannot_be_looked_at_keeps_its_content(sandbox, programs):
+    sandbox.write_bundle()
+    with sandbox.unchanged():
+        assert sandbox.run("--write-bundled-manifest",
+                           env=programs.preloaded("no_look_at_written_files.c")) == failure(
+            "manifest-failed", 2, "Could not create the integrity manifest")
+
+
 def test_writer_empty_file_is_listed_and_then_fails_the_check(sandbox):
     files = {**payload("A"), LOCALES[3]: b""}
     write_files(sandbox.bundle, files)

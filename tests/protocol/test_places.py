@@ -179,14 +179,11 @@ def test_program_started_through_a_link_finds_the_bundle_beside_itself(sandbox):
 @pytest.fixture
 def lost(sandbox, programs):
     """A sandbox whose program cannot learn where it lies."""
-    shim = programs.host_shim("no_program_path.c")
+    environment = programs.preloaded("no_program_path.c")
     run = sandbox.run
 
     def run_lost(*arguments, **options):
-        # The sanitizers' runtime must accept a library before itself.
-        options_of_asan = os.environ.get("ASAN_OPTIONS", "") + ":verify_asan_link_order=0"
-        return run(*arguments, env={"LD_PRELOAD": str(shim), "ASAN_OPTIONS": options_of_asan},
-                   **options)
+        return run(*arguments, env=environment, **options)
 
     sandbox.run = run_lost
     return sandbox
