@@ -4,9 +4,9 @@
 
 #define EXPORT __declspec(dllexport)
 
-static void *obs_module;
+static void* obs_module;
 
-EXPORT void obs_module_set_pointer(void *module) { obs_module = module; }
+EXPORT void obs_module_set_pointer(void* module) { obs_module = module; }
 
 EXPORT uint32_t obs_module_ver(void) { return (uint32_t)29 << 24; }
 

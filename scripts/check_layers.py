@@ -5,6 +5,8 @@
 - Platform headers and platform conditionals stand in *_win.* files alone (POSIX headers in
   *_posix.*).
 - std::filesystem's disk functions stand in the files of the host's disk alone.
+- A unit test stands in the room of its source; its file and its suites begin with the source's
+  name, or with the room's when it is about several sources.
 """
 
 import pathlib
@@ -48,11 +50,33 @@ def problems(path, text):
             yield f"{where}: std::filesystem asked about the disk outside the seam"
 
 
+def test_problems(path, text):
+    room = path.parent.name
+    sources = {re.sub("_(win|posix)$", "", source.stem)
+               for source in (pathlib.Path("src") / room).glob("*.*")}
+    name = path.stem.removesuffix("_test")
+    named = [source for source in sources | {room}
+             if name == source or name.startswith(source + "_")]
+    if not named:
+        yield f"{path}: src/{room} has no source of this name"
+        return
+    begins = tuple("".join(word.capitalize() for word in source.split("_")) for source in named)
+    for suite in sorted(set(re.findall(r"^TEST(?:_[FP])?\((\w+),", text, re.MULTILINE))):
+        if not suite.startswith(begins):
+            yield f"{path}: the suite {suite} does not begin with {' or '.join(begins)}"
+
+
 def main():
+    sources = [path for path in sorted(pathlib.Path("src").rglob("*"))
+               if path.suffix in (".cpp", ".h")]
+    tests = sorted(pathlib.Path("tests/unit").rglob("*.cpp"))
+    if not sources or not tests:
+        sys.exit("check_layers: found no sources or no unit tests")
     found = []
-    for path in sorted(pathlib.Path("src").rglob("*")):
-        if path.suffix in (".cpp", ".h"):
-            found += problems(path, path.read_text(encoding="utf-8"))
+    for path in sources:
+        found += problems(path, path.read_text(encoding="utf-8"))
+    for path in tests:
+        found += test_problems(path, path.read_text(encoding="utf-8"))
     print("\n".join(found), end="\n" if found else "")
     return 1 if found else 0
 

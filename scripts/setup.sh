@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034  # the scripts that source it use what stands here
 # Sourced by the scripts: what they need of the machine.
 # need_packages PACKAGE...   installs what is missing, quiet when nothing is
 # start_wine PREFIX          makes a Wine prefix if it is not there and keeps its server running
@@ -10,7 +11,7 @@ die() {
 
 need_packages() {
   [ "$(uname -m)" = x86_64 ] || die "needs a 64-bit x86 machine; this one is $(uname -m)"
-  command -v dpkg-query >/dev/null && command -v apt-get >/dev/null ||
+  command -v apt-get >/dev/null ||
     die "needs Debian's packages ($*), and this machine has no apt-get"
   local package missing=()
   for package in "$@"; do
@@ -37,10 +38,13 @@ need_packages() {
   rm -f "$log"
 }
 
-# What every build of the Windows program needs, and what the tests need besides.
-build_packages=(cmake ninja-build ccache g++-mingw-w64-x86-64-posix wine64)
-host_packages=(cmake ninja-build ccache g++ libssl-dev)
-test_packages=(googletest python3 python3-pytest python3-pytest-xdist clang-format clang-tidy)
+# What the scripts use beyond Debian's essential packages: to build the Windows program and run it,
+# to build for the host, to compile the tests, to run them, and to fuzz.
+windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix wine64)
+host_packages=(cmake ninja-build g++ libssl-dev)
+test_packages=(ccache googletest python3 python3-pytest python3-pytest-xdist)
+fuzz_packages=(clang-19 libclang-rt-19-dev)
+lint_packages=(clang-format-19 clang-tidy-19 shellcheck python3-flake8)
 
 stop_wine() {
   WINEPREFIX="$1" /usr/lib/wine/wineserver -k 2>/dev/null || true

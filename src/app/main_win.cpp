@@ -2,6 +2,8 @@
 
 #include "app/dispatch.h"
 
+// The C runtime calls it by its name.
+// NOLINTNEXTLINE(misc-use-internal-linkage)
 int wmain(int argument_count, wchar_t** arguments) {
   // No system dialog may hold up an unattended run.
   ::SetErrorMode(SEM_FAILCRITICALERRORS | SEM_NOGPFAULTERRORBOX);

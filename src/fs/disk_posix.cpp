@@ -41,7 +41,7 @@ class DescriptorStream : public Stream {
 template <class Stream>
 std::unique_ptr<Stream> OpenStream(const Path& path, int flags, std::ios::openmode mode) {
   FileDescriptor file(::open(path.c_str(), flags | O_NONBLOCK | O_CLOEXEC, 0666));
-  struct stat found {};
+  struct stat found{};
   if (!file || ::fstat(file.Get(), &found) != 0 || S_ISDIR(found.st_mode)) return nullptr;
   // Not by O_TRUNC: a file that turns out not to be usable keeps its content.
   const bool empties = mode == std::ios::out && S_ISREG(found.st_mode);
@@ -66,14 +66,14 @@ class PosixTreeWalk : public TreeWalk {
 class PosixDisk : public Disk {
  public:
   FileStatus Status(const Path& path) override {
-    struct stat found {};
+    struct stat found{};
     if (::stat(path.c_str(), &found) != 0) return AfterError(errno);
     if (S_ISDIR(found.st_mode)) return FileStatus::Folder;
     return S_ISREG(found.st_mode) ? FileStatus::File : FileStatus::Other;
   }
 
   bool IsReparsePoint(const Path& path) override {
-    struct stat found {};
+    struct stat found{};
     return ::lstat(WithoutTrailingSeparators(path).c_str(), &found) == 0 && S_ISLNK(found.st_mode);
   }
 
@@ -85,7 +85,7 @@ class PosixDisk : public Disk {
   }
 
   std::optional<std::uint64_t> Size(const Path& path) override {
-    struct stat found {};
+    struct stat found{};
     if (::stat(path.c_str(), &found) != 0 || !S_ISREG(found.st_mode)) return std::nullopt;
     return static_cast<std::uint64_t>(found.st_size);
   }

@@ -8,8 +8,9 @@ namespace k7k {
 std::uint64_t MillisecondsSinceStart() {
   timespec now{};
   ::clock_gettime(CLOCK_BOOTTIME, &now);
-  return static_cast<std::uint64_t>(now.tv_sec) * 1000 +
-         static_cast<std::uint64_t>(now.tv_nsec) / 1000000;
+  const auto seconds = static_cast<std::uint64_t>(now.tv_sec);
+  const auto nanoseconds = static_cast<std::uint64_t>(now.tv_nsec);
+  return (seconds * 1000) + (nanoseconds / 1000000);
 }
 
 std::uint32_t ProcessIdentifier() { return static_cast<std::uint32_t>(::getpid()); }

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "fs/handle_win.h"
+#include "fs/system_library_win.h"
 
 namespace k7k {
 
@@ -45,8 +46,8 @@ bool IsLink(DWORD attributes) { return (attributes & FILE_ATTRIBUTE_REPARSE_POIN
 
 // Opens an entry of an open folder by its bare name. Win32 has no such call, the native one has.
 NTSTATUS OpenIn(HANDLE folder, const std::wstring& name, ACCESS_MASK access, KernelHandle& opened) {
-  static const auto create = reinterpret_cast<decltype(&::NtCreateFile)>(
-      reinterpret_cast<void*>(::GetProcAddress(::GetModuleHandleW(L"ntdll.dll"), "NtCreateFile")));
+  static const auto create =
+      FindFunction<decltype(::NtCreateFile)>(::GetModuleHandleW(L"ntdll.dll"), "NtCreateFile");
   if (create == nullptr) return kAccessDenied;
   UNICODE_STRING text{};
   text.Buffer = const_cast<wchar_t*>(name.c_str());
@@ -76,9 +77,9 @@ NTSTATUS OpenIn(HANDLE folder, const std::wstring& name, ACCESS_MASK access, Ker
 NTSTATUS OpenForDeletion(HANDLE folder, const std::wstring& name, KernelHandle& opened) {
   constexpr ACCESS_MASK kDelete = DELETE | FILE_READ_ATTRIBUTES;
   NTSTATUS status = kAccessDenied;
-  for (const ACCESS_MASK more : {FILE_LIST_DIRECTORY | FILE_WRITE_ATTRIBUTES, FILE_LIST_DIRECTORY,
-                                 FILE_WRITE_ATTRIBUTES, 0}) {
-    status = OpenIn(folder, name, kDelete | more, opened);
+  for (const int more : {FILE_LIST_DIRECTORY | FILE_WRITE_ATTRIBUTES, FILE_LIST_DIRECTORY,
+                         FILE_WRITE_ATTRIBUTES, 0}) {
+    status = OpenIn(folder, name, kDelete | static_cast<ACCESS_MASK>(more), opened);
     if (status != kAccessDenied && status != kSharingViolation) break;
   }
   return status;

@@ -21,7 +21,7 @@ Path GetProgramDataFolder() {
 
   wchar_t* text = nullptr;
   if (get_folder(kProgramData, 0, nullptr, &text) < 0 || text == nullptr) return {};
-  const Path folder(text);
+  Path folder(text);
   free_memory(text);
   return folder;
 }

@@ -156,13 +156,13 @@ int renameat2(int from_folder, const char* from, int to_folder, const char* to, 
 static int Writes(int flags) { return (flags & (O_CREAT | O_TRUNC | O_WRONLY | O_RDWR)) != 0; }
 
 /* The mode is there only when a file may be created. */
-#define TAKE_MODE(flags, mode)                                 \
-  mode_t mode = 0;                                             \
-  if (((flags)&O_CREAT) || ((flags)&O_TMPFILE) == O_TMPFILE) { \
-    va_list rest;                                              \
-    va_start(rest, flags);                                     \
-    mode = va_arg(rest, mode_t);                               \
-    va_end(rest);                                              \
+#define TAKE_MODE(flags, mode)                                     \
+  mode_t mode = 0;                                                 \
+  if (((flags) & O_CREAT) || ((flags) & O_TMPFILE) == O_TMPFILE) { \
+    va_list rest;                                                  \
+    va_start(rest, flags);                                         \
+    mode = va_arg(rest, mode_t);                                   \
+    va_end(rest);                                                  \
   }
 
 #define OPEN(name)                             \

@@ -31,7 +31,8 @@ class Reader:
         for piece in target.pieces:
             for files in whole:
                 for name, content in piece.content(files).items():
-                    wanted[piece.place / name if name else piece.place].add(trees.digest_of(content))
+                    place = piece.place / name if name else piece.place
+                    wanted[place].add(trees.digest_of(content))
         self.files = wanted.items()
         self.stopping = threading.Event()
         self.reads, self.torn = 0, []

@@ -166,8 +166,8 @@ def judge(platform, target, old, contestants):
 
 def is_mixed(target, contestants):
     """Whether an install and a removal both succeeded and left one of two pieces: the removal took
-    the one before it was replaced and the other after the install was verified. Each answer was true
-    when it was given, so this is counted and not held against them."""
+    the one before it was replaced and the other after the install was verified. Each answer was
+    true when it was given, so this is counted and not held against them."""
     commands = sorted(run.command.split("-")[0] for run in contestants)
     return (commands == ["install", "remove"] and
             all(run.meaning == DONE for run in contestants) and

@@ -25,8 +25,8 @@ ROLLED_BACK = Answer(26, "", "state=install-failed\n"
 
 
 class Careless:
-    """In the place of the program: deletes a file of the plugin by its path until the bystander's is
-    gone, so through a link as well."""
+    """In the place of the program: deletes a file of the plugin by its path until the bystander's
+    is gone, so through a link as well."""
 
     def __init__(self, place, bystander):
         self.file, self.behind = place / "manifest.sha256", bystander / "manifest.sha256"

@@ -1,4 +1,4 @@
-"""The bytes at the end of each line, on both streams: "\\r\\n" from Windows, "\\n" from the host."""
+"""The bytes at the end of each line, on both streams: "\\r\\n" from Windows, "\\n" else."""
 
 import pytest
 
@@ -34,7 +34,8 @@ def test_status(sandbox, end):
 def test_failure(sandbox, end):
     sandbox.bundle.mkdir(parents=True)
     assert streams(sandbox, "--install-standard") == (
-        b"", b"state=install-failed" + end + b"detail=Bundle is missing a required plugin file" + end)
+        b"",
+        b"state=install-failed" + end + b"detail=Bundle is missing a required plugin file" + end)
 
 
 def test_success(sandbox, end):

@@ -110,9 +110,9 @@ def plant(sandbox, programs):
 
 @pytest.mark.only("host", "the Windows program's imports are read from its file")
 def test_host_program_links_no_more_than_the_runtime_and_libcrypto(request):
-    listed = subprocess.run(["ldd", request.config.getoption("program")], check=True, text=True,
-                            stdout=subprocess.PIPE).stdout
-    names = {line.split()[0].rsplit("/", 1)[-1].split(".so")[0] for line in listed.splitlines()}
-    allowed = {"linux-vdso", "libcrypto", "libstdc++", "libm", "libgcc_s", "libc", "libasan",
-               "libubsan", "ld-linux-x86-64", "libdl", "libpthread", "librt"}
-    assert names <= allowed
+    # What the program itself names; what those libraries need in their turn is Debian's affair.
+    listed = subprocess.run(["objdump", "-p", request.config.getoption("program")], check=True,
+                            text=True, stdout=subprocess.PIPE).stdout
+    names = set(re.findall(r"NEEDED +(.+)\.so", listed))
+    assert {"libcrypto", "libc"} <= names
+    assert names <= {"libcrypto", "libstdc++", "libm", "libgcc_s", "libc", "libasan", "libubsan"}

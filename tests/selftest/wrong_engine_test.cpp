@@ -141,7 +141,7 @@ TEST_F(WrongEngineTest, PortableRemovalReturns5InsteadOf4_Gives23) {
 
 struct Row {
   const char* name;
-  Transaction Engine::*transaction;
+  Transaction Engine::* transaction;
   Wrong wrong;
   int number;
 };

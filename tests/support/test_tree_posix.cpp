@@ -15,7 +15,7 @@ void MakeFileLink(const Path& target, const Path& link) { MakeFolderLink(target,
 void MakeReadOnly(const Path& file) { ASSERT_EQ(0, ::chmod(file.c_str(), 0444)) << file; }
 
 bool IsReadOnly(const Path& file) {
-  struct stat found {};
+  struct stat found{};
   return ::stat(file.c_str(), &found) == 0 && (found.st_mode & 0222) == 0;
 }
 

@@ -43,25 +43,17 @@ TEST_F(ReportTest, WriteDetailUnlessEmpty_EmptyMessage_WritesNothing) {
 }
 
 TEST_F(ReportTest, ReportStatus_EachState_IsZeroWithTheDetailOnStandardErrorAlone) {
-  EXPECT_EQ(Run([] {
-              return ReportStatus({false, false, 0}, L"");
-            }),
+  EXPECT_EQ(Run([] { return ReportStatus({false, false, 0}, L""); }),
             (Report{0, L"state=not-installed\nobsRunning=0\n", L""}));
-  EXPECT_EQ(Run([] {
-              return ReportStatus({true, true, 9}, L"");
-            }),
+  EXPECT_EQ(Run([] { return ReportStatus({true, true, 9}, L""); }),
             (Report{0, L"state=installed-valid\nobsRunning=0\n", L""}));
-  EXPECT_EQ(Run([] {
-              return ReportStatus({true, false, 0}, L"Why");
-            }),
+  EXPECT_EQ(Run([] { return ReportStatus({true, false, 0}, L"Why"); }),
             (Report{0, L"state=installed-invalid\nobsRunning=0\n", L"detail=Why\n"}));
 }
 
 TEST_F(ReportTest, ReportStatus_ObsRuns_SaysSo) {
   const test::RunningProgram obs(elsewhere.path(), "obs64.exe");
-  EXPECT_EQ(Run([] {
-              return ReportStatus({false, false, 0}, L"");
-            }),
+  EXPECT_EQ(Run([] { return ReportStatus({false, false, 0}, L""); }),
             (Report{0, L"state=not-installed\nobsRunning=1\n", L""}));
 }
 

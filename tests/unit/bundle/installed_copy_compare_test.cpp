@@ -50,7 +50,9 @@ class InstalledCopyCompareTest : public testing::Test {
   const Path installed = folder / "installed";
 };
 
-TEST_F(InstalledCopyCompareTest, CompareInstalledFiles_SameFiles_StoresTheSumOfTheSix) { ExpectSame(); }
+TEST_F(InstalledCopyCompareTest, CompareInstalledFiles_SameFiles_StoresTheSumOfTheSix) {
+  ExpectSame();
+}
 
 TEST_F(InstalledCopyCompareTest, CompareInstalledFiles_ManifestsDifferOrAreMissing_AreNotCompared) {
   WriteFile(installed / "manifest.sha256", "another");
@@ -123,7 +125,7 @@ TEST_F(InstalledCopyCompareTest, CompareInstalledFiles_TargetIsARealLinkToTheSou
 
 // The parameter is the place of a required file in the list.
 class InstalledCopyCompareEachTest : public InstalledCopyCompareTest,
-                            public testing::WithParamInterface<std::size_t> {
+                                     public testing::WithParamInterface<std::size_t> {
  protected:
   const Path source = bundle / test::kFiles[GetParam()];
   const Path target = installed / test::kFiles[GetParam()];

@@ -63,7 +63,9 @@ class InstalledCopyPortableTest : public testing::Test {
   const Path data = folder / "target/data";
 };
 
-TEST_F(InstalledCopyPortableTest, ComparePortableFiles_SameFiles_StoresTheSumOfTheSix) { ExpectSame(); }
+TEST_F(InstalledCopyPortableTest, ComparePortableFiles_SameFiles_StoresTheSumOfTheSix) {
+  ExpectSame();
+}
 
 TEST_F(InstalledCopyPortableTest, ComparePortableFiles_DataFolderWithTrailingSeparator_IsTheSame) {
   EXPECT_TRUE(ComparePortableFiles(bundle, library, data / "", nullptr));
@@ -85,7 +87,8 @@ TEST_F(InstalledCopyPortableTest, ComparePortableFiles_NullCounter_AnswersTheSam
   EXPECT_FALSE(ComparePortableFiles(bundle, library, data, nullptr));
 }
 
-TEST_F(InstalledCopyPortableTest, ComparePortableFiles_LibraryPathIsTakenAsGiven_NotJoinedToAnything) {
+TEST_F(InstalledCopyPortableTest,
+       ComparePortableFiles_LibraryPathIsTakenAsGiven_NotJoinedToAnything) {
   ASSERT_EQ(0, NativeDisk().Move(library, folder / "elsewhere.bin"));
   std::uint64_t bytes = 7;
   EXPECT_TRUE(ComparePortableFiles(bundle, folder / "elsewhere.bin", data, &bytes));
@@ -116,7 +119,7 @@ TEST_F(InstalledCopyPortableTest, ComparePortableFiles_LibraryDiffers_NoLocaleFi
 }
 
 class InstalledCopyPortableEachTest : public InstalledCopyPortableTest,
-                                public testing::WithParamInterface<std::size_t> {
+                                      public testing::WithParamInterface<std::size_t> {
  protected:
   const Path source = bundle / test::kFiles[GetParam()];
   const Path target = folder / kTargets[GetParam()];

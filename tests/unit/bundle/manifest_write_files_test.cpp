@@ -19,7 +19,7 @@ using test::Tree;
 
 // The parameter is the place of a required file in the list.
 class ManifestWriteFilesTest : public test::ManifestWriteTestBase,
-                                  public testing::WithParamInterface<std::size_t> {
+                               public testing::WithParamInterface<std::size_t> {
  protected:
   const Path file = bundle / test::kFiles[GetParam()];
 };

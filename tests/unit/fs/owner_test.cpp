@@ -22,12 +22,16 @@ class OwnerTest : public testing::Test {
 };
 
 TEST_F(OwnerTest, Destructor_HeldHandle_ClosesItOnce) {
-  { const Counted owner(7); }
+  {
+    const Counted owner(7);
+  }
   EXPECT_EQ(closed, std::vector<int>{7});
 }
 
 TEST_F(OwnerTest, Destructor_InvalidHandle_ClosesNothing) {
-  { const Counted owner; }
+  {
+    const Counted owner;
+  }
   EXPECT_TRUE(closed.empty());
 }
 

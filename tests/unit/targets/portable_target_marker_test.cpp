@@ -65,7 +65,8 @@ TEST_F(PortableTargetMarkerTest, ValidatePortableRoot_MarkerIsALinkOfAnyKind_IsN
   ExpectRefused(kNoMarker);
 }
 
-TEST_F(PortableTargetMarkerTest, ValidatePortableRoot_MarkerUnreadable_IsSkippedAndTheSearchGoesOn) {
+TEST_F(PortableTargetMarkerTest,
+       ValidatePortableRoot_MarkerUnreadable_IsSkippedAndTheSearchGoesOn) {
   FaultDisk disk;
   disk.fails = FailEach(Call::Status, root / "portable_mode.txt");
   ExpectRefused(kNoMarker);

@@ -97,7 +97,8 @@ TEST_F(PortableTargetParentsTest, CheckPortableParents_AllThere_AreAcceptedAsThe
   EXPECT_EQ(TakeTree(root), before);
 }
 
-TEST_F(PortableTargetParentsTest, CheckPortableParents_CreationFails_IsUnsafeAndWhatWasCreatedStays) {
+TEST_F(PortableTargetParentsTest,
+       CheckPortableParents_CreationFails_IsUnsafeAndWhatWasCreatedStays) {
   FaultDisk disk;
   disk.fails = FailEach(Call::CreateFolder, root / "data");
   ExpectRefused(true, kUnsafeParent);
@@ -106,7 +107,7 @@ TEST_F(PortableTargetParentsTest, CheckPortableParents_CreationFails_IsUnsafeAnd
 
 // The parameter is the place of a parent in their order.
 class PortableTargetEachParentTest : public PortableTargetParentsTest,
-                               public testing::WithParamInterface<std::size_t> {
+                                     public testing::WithParamInterface<std::size_t> {
  protected:
   const Path parent = root / kParents[GetParam()];
 };
@@ -139,14 +140,16 @@ TEST_P(PortableTargetEachParentTest, CheckPortableParents_CreateWhereAParentIsAL
   EXPECT_TRUE(TakeTree(folder / "elsewhere").empty());
 }
 
-TEST_P(PortableTargetEachParentTest, CheckPortableParents_ParentStatusUnreadable_CouldNotInspectIt) {
+TEST_P(PortableTargetEachParentTest,
+       CheckPortableParents_ParentStatusUnreadable_CouldNotInspectIt) {
   for (const char* each : kParents) MakeFolder(root / each);
   FaultDisk disk;
   disk.fails = FailEach(Call::Status, parent);
   ExpectRefused(false, kParentUnreadable);
 }
 
-TEST_P(PortableTargetEachParentTest, CheckPortableParents_UnreadableAfterItsCreation_CouldNotInspectIt) {
+TEST_P(PortableTargetEachParentTest,
+       CheckPortableParents_UnreadableAfterItsCreation_CouldNotInspectIt) {
   FaultDisk disk;
   disk.fails = [&, created = false](const test::DiskCall& call) mutable {
     if (call.call == Call::CreateFolder && call.path == parent) created = true;
@@ -206,7 +209,8 @@ TEST_F(PortableTargetParentsTest, CheckPortableParents_FirstUnreadableAndSecondA
   ExpectRefused(false, kParentUnreadable);
 }
 
-TEST_F(PortableTargetParentsTest, CheckPortableParents_FirstAFileAndAnotherUnreadable_TheFirstWins) {
+TEST_F(PortableTargetParentsTest,
+       CheckPortableParents_FirstAFileAndAnotherUnreadable_TheFirstWins) {
   WriteFile(root / "obs-plugins", "a file");
   FaultDisk disk;
   disk.fails = FailEach(Call::Status, root / "data");

@@ -156,7 +156,8 @@ TEST_F(PortableTargetPiecesTest, CheckPortableTargets_LibraryAndDataUnsafe_TheLi
   ExpectRefused(kUnsafeDll);
 }
 
-TEST_F(PortableTargetPiecesTest, CheckPortableTargets_LibraryUnreadableAndDataUnsafe_TheDataIsJudged) {
+TEST_F(PortableTargetPiecesTest,
+       CheckPortableTargets_LibraryUnreadableAndDataUnsafe_TheDataIsJudged) {
   WriteFile(dll, "x");
   WriteFile(data, "a file");
   FaultDisk disk;
@@ -164,7 +165,8 @@ TEST_F(PortableTargetPiecesTest, CheckPortableTargets_LibraryUnreadableAndDataUn
   ExpectRefused(kUnsafeData);
 }
 
-TEST_F(PortableTargetPiecesTest, CheckPortableTargets_LibraryUnsafeAndDataUnreadable_TheLibraryWins) {
+TEST_F(PortableTargetPiecesTest,
+       CheckPortableTargets_LibraryUnsafeAndDataUnreadable_TheLibraryWins) {
   MakeFolder(dll);
   FaultDisk disk;
   disk.fails = FailEach(Call::Status, data);

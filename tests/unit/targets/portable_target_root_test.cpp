@@ -41,7 +41,8 @@ TEST_F(PortableTargetRootTest, ValidatePortableRoot_EmptyRoot_MustBeAbsolute) {
   ExpectRefused(Path(), kNotAbsolute);
 }
 
-TEST_F(PortableTargetRootTest, ValidatePortableRoot_RelativeRoot_MustBeAbsoluteBeforeTheDiskIsLookedAt) {
+TEST_F(PortableTargetRootTest,
+       ValidatePortableRoot_RelativeRoot_MustBeAbsoluteBeforeTheDiskIsLookedAt) {
   FaultDisk disk;
   std::wstring detail = kUntouched;
   for (const char* given : {"obs", "./obs", "..", ".", "obs/", "a/../obs", ""}) {
@@ -94,7 +95,8 @@ TEST_F(PortableTargetRootTest, ValidatePortableRoot_RootStatusUnreadable_IsUnava
   ExpectRefused(kUnsafeRoot);
 }
 
-TEST_F(PortableTargetRootTest, ValidatePortableRoot_RootIsALink_IsUnsafeAlsoWithATrailingSeparator) {
+TEST_F(PortableTargetRootTest,
+       ValidatePortableRoot_RootIsALink_IsUnsafeAlsoWithATrailingSeparator) {
   MakeFolderLink(root, folder / "link");
   ExpectRefused(folder / "link", kUnsafeRoot);
   ExpectRefused(folder / "link" / "", kUnsafeRoot);
@@ -118,7 +120,8 @@ TEST_F(PortableTargetRootTest, ValidatePortableRoot_No64BitFolder_TheExecutableP
   ExpectRefused(kUnsafeBin);
 }
 
-TEST_F(PortableTargetRootTest, ValidatePortableRoot_ExecutableFolderIsAFile_TheExecutablePathIsUnsafe) {
+TEST_F(PortableTargetRootTest,
+       ValidatePortableRoot_ExecutableFolderIsAFile_TheExecutablePathIsUnsafe) {
   for (const char* path : {"bin/64bit", "bin"}) {
     Remove(path);
     WriteFile(root / path, "x");

@@ -194,7 +194,8 @@ class PortableTargetStatusQueryTest : public PortableTargetStatusTest {
   }
 };
 
-TEST_F(PortableTargetStatusQueryTest, GetPortableStatus_DataStatusUnreadable_IsInvalidWithoutAMessage) {
+TEST_F(PortableTargetStatusQueryTest,
+       GetPortableStatus_DataStatusUnreadable_IsInvalidWithoutAMessage) {
   WritePlugin();
   FaultDisk disk;
   FailStatusAfterTheBundle(disk, {data});
@@ -229,14 +230,16 @@ TEST_F(PortableTargetStatusQueryTest, GetPortableStatus_BothUnreadable_IsNotInst
   ExpectStatus(false, false, 0, kUntouched);
 }
 
-TEST_F(PortableTargetStatusQueryTest, GetPortableStatus_LibraryUnreadableAllAlong_IsInvalidNotRefused) {
+TEST_F(PortableTargetStatusQueryTest,
+       GetPortableStatus_LibraryUnreadableAllAlong_IsInvalidNotRefused) {
   WritePlugin();
   FaultDisk disk;
   disk.fails = FailEach(Call::Status, dll);
   ExpectStatus(true, false, 0, kDiffer);
 }
 
-TEST_F(PortableTargetStatusQueryTest, GetPortableStatus_PiecesGoneAfterTheValidation_IsNotInstalled) {
+TEST_F(PortableTargetStatusQueryTest,
+       GetPortableStatus_PiecesGoneAfterTheValidation_IsNotInstalled) {
   WritePlugin();
   FaultDisk disk;
   disk.failed_status = FileStatus::Absent;

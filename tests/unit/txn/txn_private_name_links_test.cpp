@@ -120,7 +120,7 @@ class TxnPortableLinkTest : public LinkTest<PortableTarget> {
 };
 
 class TxnPortableNameTest : public TxnPortableLinkTest,
-                         public testing::WithParamInterface<const wchar_t*> {};
+                            public testing::WithParamInterface<const wchar_t*> {};
 
 TEST_P(TxnPortableNameTest, LinkAtTheName_IsNotReserved) {
   ExpectInstallStops(OnPrivate(Call::Status, GetParam()), InstallOutcome::Failed,
