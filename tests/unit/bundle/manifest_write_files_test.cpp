@@ -19,12 +19,13 @@ using test::Tree;
 
 // The parameter is the place of a required file in the list.
 class ManifestWriteFilesTest : public test::ManifestWriteTestBase,
-                                  public testing::WithParamInterface<std::size_t> {
+                               public testing::WithParamInterface<std::size_t> {
  protected:
   const Path file = bundle / test::kFiles[GetParam()];
 };
 
-INSTANTIATE_TEST_SUITE_P(All, ManifestWriteFilesTest, testing::Range<std::size_t>(0, 6));
+INSTANTIATE_TEST_SUITE_P(All, ManifestWriteFilesTest,
+                         testing::Range<std::size_t>(0, test::kFiles.size()));
 
 TEST_P(ManifestWriteFilesTest, WriteManifest_FileMissing_IsAnIncompleteBundle) {
   Remove(test::kFiles[GetParam()]);

@@ -65,7 +65,7 @@ class PortableTargetStatusTest : public testing::Test {
   void ExpectInvalid(const std::wstring& message) const {
     ExpectSteadyStatus(true, false, 0, message);
   }
-  void ExpectValid() const { ExpectSteadyStatus(true, true, 192, kUntouched); }
+  void ExpectValid() const { ExpectSteadyStatus(true, true, test::kFilesBytes, kUntouched); }
 
   static void Remove(const Path& path) { ASSERT_TRUE(NativeDisk().RemoveAll(path)); }
 
@@ -80,7 +80,8 @@ TEST_F(PortableTargetStatusTest, GetPortableStatus_NeitherPiece_IsNotInstalledWi
   ExpectNotInstalled(kUntouched);
 }
 
-TEST_F(PortableTargetStatusTest, GetPortableStatus_BothPiecesLikeTheBundle_IsValidWith192Bytes) {
+TEST_F(PortableTargetStatusTest,
+       GetPortableStatus_BothPiecesLikeTheBundle_IsValidWithTheBytesOfTheFiles) {
   WritePlugin();
   ExpectValid();
 }
@@ -92,7 +93,7 @@ TEST_F(PortableTargetStatusTest, GetPortableStatus_RootWithTrailingSeparator_IsV
 
 TEST_F(PortableTargetStatusTest, GetPortableStatus_ExtraLocaleFile_IsValid) {
   WritePlugin();
-  WriteFile(data / "locale/fr-FR.ini", "extra");
+  WriteFile(data / test::BelowData(test::kExtraLocale), "extra");
   ExpectValid();
 }
 
@@ -194,7 +195,8 @@ class PortableTargetStatusQueryTest : public PortableTargetStatusTest {
   }
 };
 
-TEST_F(PortableTargetStatusQueryTest, GetPortableStatus_DataStatusUnreadable_IsInvalidWithoutAMessage) {
+TEST_F(PortableTargetStatusQueryTest,
+       GetPortableStatus_DataStatusUnreadable_IsInvalidWithoutAMessage) {
   WritePlugin();
   FaultDisk disk;
   FailStatusAfterTheBundle(disk, {data});
@@ -229,14 +231,16 @@ TEST_F(PortableTargetStatusQueryTest, GetPortableStatus_BothUnreadable_IsNotInst
   ExpectStatus(false, false, 0, kUntouched);
 }
 
-TEST_F(PortableTargetStatusQueryTest, GetPortableStatus_LibraryUnreadableAllAlong_IsInvalidNotRefused) {
+TEST_F(PortableTargetStatusQueryTest,
+       GetPortableStatus_LibraryUnreadableAllAlong_IsInvalidNotRefused) {
   WritePlugin();
   FaultDisk disk;
   disk.fails = FailEach(Call::Status, dll);
   ExpectStatus(true, false, 0, kDiffer);
 }
 
-TEST_F(PortableTargetStatusQueryTest, GetPortableStatus_PiecesGoneAfterTheValidation_IsNotInstalled) {
+TEST_F(PortableTargetStatusQueryTest,
+       GetPortableStatus_PiecesGoneAfterTheValidation_IsNotInstalled) {
   WritePlugin();
   FaultDisk disk;
   disk.failed_status = FileStatus::Absent;
