@@ -14,7 +14,7 @@ import sys
 FUZZ = pathlib.Path(__file__).resolve().parent
 FOLDER = FUZZ / "corpus" / "manifest"
 sys.path.append(str(FUZZ.parent / "protocol"))
-from payload import HEADER, MANIFEST, REQUIRED, manifest_lines, with_other_end
+from payload import EXTRA_LOCALE, HEADER, MANIFEST, REQUIRED, manifest_lines, with_other_end
 
 # The bundle of fuzz_manifest.cpp: its files hold 32 times "A", "B" and so on.
 LINES = manifest_lines({path: bytes([ord("A") + place]) * 32
@@ -41,16 +41,16 @@ INPUTS = {
     "digest-of-63": changed(1, lambda line: line[1:]),
     "digest-of-65": changed(1, lambda line: "0" + line),
     "double-carriage-return": changed(-1, lambda line: line + "\r\r"),
-    "eleven-lines": text([*LINES, ""]),
     "empty": b"",
     "end-of-text-byte": changed(-1, lambda line: line + "\x1a"),
     "header-alone": text(HEADER),
+    "line-less": text(LINES[:-1]),
+    "line-more": text([*LINES, ""]),
     "names-itself": changed(-1, lambda line: line[:PATH_AT] + MANIFEST),
-    "nine-lines": text(LINES[:-1]),
     "no-last-line-feed": text(LINES)[:-1],
     "no-path": changed(-1, lambda line: line[:PATH_AT]),
     "one-space": changed(-1, lambda line: line.replace("  ", " ")),
-    "other-locale": changed(-1, lambda line: line[:PATH_AT] + "data/locale/fr-FR.ini"),
+    "other-locale": changed(-1, lambda line: line[:PATH_AT] + EXTRA_LOCALE),
     "other-version": text([HEADER[0], with_other_end(HEADER[1]), *LINES[2:]]),
     "reversed": text([*HEADER, *reversed(ENTRIES)]),
     "right": text(LINES),
