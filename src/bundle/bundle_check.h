@@ -15,7 +15,7 @@ namespace k7k {
 //
 // bytes: the sizes of the required files, summed up to where the check stopped, and for a valid
 // bundle the size of the manifest too. When the manifest verified and its size then cannot be read,
-// the verdict is not valid and bytes is one less than the sum of the six (see the .cpp file).
+// the verdict is not valid and bytes is one less than the sum of the files (see the .cpp file).
 CopyVerdict InspectBundle(const Path& folder, std::wstring* detail);
 
 }  // namespace k7k

@@ -14,7 +14,7 @@ namespace k7k {
 Path PluginFolderIn(const Path& plugin_parent);
 
 // The verdict on the copy in plugin_parent: it must be a complete bundle itself, the bundle must be
-// valid too, and their required files must be the same. bytes: the sizes of the six installed files
+// valid too, and their required files must be the same. bytes: the sizes of the installed files
 // for a valid copy (without the manifest, unlike InspectBundle), else 0. A missing copy writes no
 // message to detail (may be null).
 CopyVerdict CheckInstalledCopy(const Path& plugin_parent, const Path& bundle, std::wstring* detail);

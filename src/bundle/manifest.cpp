@@ -1,13 +1,13 @@
 #include "bundle/manifest.h"
 
 #include <algorithm>
-#include <array>
 #include <map>
 #include <string_view>
 #include <utility>
 #include <vector>
 
 #include "bundle/file_digest.h"
+#include "bundle/manifest_header.h"
 #include "bundle/required_files.h"
 #include "fs/detail.h"
 #include "fs/tree_inspection.h"
@@ -16,16 +16,9 @@ namespace k7k {
 
 namespace {
 
-// Build constants of the connector: written and matched as whole lines, never interpreted.
-constexpr std::array<std::string_view, 4> kHeader{
-    "K7K_OBS_CONNECTOR_MANIFEST_V1",
-    "connector-version=1.0.3.0",
-    "protocol-version=1",
-    "obs-major-range=29-32",
-};
 constexpr std::string_view kGap = "  ";  // between digest and path
 constexpr std::size_t kDigestLength = 64;
-constexpr std::size_t kLineCount = kHeader.size() + RequiredFiles.size();
+constexpr std::size_t kLineCount = kManifestHeader.size() + RequiredFiles.size();
 
 // Both point into the lines that were read: a hostile manifest may have very long ones.
 using DigestByPath = std::map<std::string_view, std::string_view>;
@@ -67,7 +60,7 @@ bool WriteManifest(const Path& folder, std::wstring* detail) {
 
   const std::unique_ptr<std::ostream> stream = CurrentDisk().OpenOutput(folder / kManifestName);
   if (!stream) return Explain(detail, L"Could not create the integrity manifest", false);
-  for (const std::string_view line : kHeader) *stream << line << '\n';
+  for (const std::string_view line : kManifestHeader) *stream << line << '\n';
   for (const auto& [path, digest] : entries) *stream << digest << kGap << path << '\n';
   // One test, before the close that flushes: an error that only shows then goes unreported, and the
   // next verification finds it. Meant.
@@ -81,12 +74,12 @@ bool VerifyManifest(const Path& folder, std::wstring* detail) {
 
   std::vector<std::string> lines;
   if (!ReadLines(*stream, lines) || lines.size() != kLineCount ||
-      !std::equal(kHeader.begin(), kHeader.end(), lines.begin())) {
+      !std::equal(kManifestHeader.begin(), kManifestHeader.end(), lines.begin())) {
     return Explain(detail, L"Bundle integrity manifest is invalid", false);
   }
 
   DigestByPath entries;
-  for (std::size_t i = kHeader.size(); i < lines.size(); ++i) {
+  for (std::size_t i = kManifestHeader.size(); i < lines.size(); ++i) {
     if (!AddEntry(lines[i], entries)) {
       return Explain(detail, L"Bundle integrity manifest entry is invalid", false);
     }

@@ -2,15 +2,15 @@
 // records the SHA-256 of each required file. This is the one place that knows its format.
 //
 //   K7K_OBS_CONNECTOR_MANIFEST_V1
-//   connector-version=1.0.3.0
-//   protocol-version=1
-//   obs-major-range=29-32
+//   connector-version=<four numbers>
+//   protocol-version=<number>
+//   obs-major-range=<first>-<last>
 //   <64 lower-case hex characters>  bin/64bit/k7k-obs-audio.dll
-//   ... five more entries ...
+//   ... an entry for each other required file ...
 //
-// Ten lines; written with line feeds only, read with or without a carriage return before each.
-// The header lines are matched as they stand; entries may come in any order. The entries alone
-// (`tail -n +5`) are what `sha256sum -c` reads.
+// Written with line feeds only, read with or without a carriage return before each. The header
+// lines are matched as they stand; entries may come in any order. The entries alone (`tail -n +5`)
+// are what `sha256sum -c` reads.
 #pragma once
 
 #include <string>

@@ -30,7 +30,7 @@ bool CheckPortableParents(const Path& root, bool create, std::wstring* detail);
 bool CheckPortableTargets(const Path& root, std::wstring* detail);
 
 // The state of the plugin in root against a bundle. present: at least one piece exists; valid: both
-// do and are the same as the bundle's; bytes: the sizes of the six installed files when valid, else
+// do and are the same as the bundle's; bytes: the sizes of the installed files when valid, else
 // 0. A root or a bundle that is refused counts as not present, with the refusal in detail if it
 // wrote one.
 CopyVerdict GetPortableStatus(const Path& root, const Path& bundle, std::wstring* detail);

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <limits>
 
+#include "support/bundle_facts.h"
 #include "txn/portable_install.h"
 #include "txn/portable_removal.h"
 #include "txn/standard_install.h"
@@ -29,6 +30,9 @@ Trigger FailsAt(std::string text, Call call, std::string name, std::string to = 
 std::string InParent(const char* parent, const char* tag) {
   return std::string(parent) + "/<" + tag + ">";
 }
+
+// The end of the last required file's name in the plugin's data folder.
+std::string LastDataFile() { return "/" + std::string(BelowData(kFiles.back())); }
 
 // All faults that are tried at one call.
 std::vector<Fault> FaultsAt(int number, Call call) {
@@ -97,23 +101,22 @@ Transaction StandardRemoval() {
 Transaction PortableInstall() {
   const auto dll_staging = InParent(kDllParent, "portable-dll-staging");
   const auto data_staging = InParent(kDataParent, "portable-data-staging");
-  return {
-      "InstallPortablePlugin",
-      Target::Portable,
-      false,
-      {Previous::Nothing, Previous::Older, Previous::Damaged, Previous::HalfACopy,
-       Previous::TheOtherHalf, Previous::ReadOnlyFiles},
-      PortableInstallPlan,
-      [](const Sandbox& sandbox, std::wstring* detail, InjectedFailure injected) {
-        return static_cast<int>(
-            InstallPortablePlugin(sandbox.At(kBundle), sandbox.At(kObsRoot), detail, injected));
-      },
-      {FailsAt("the staged check fails", Call::Size, data_staging + "/locale/ko-KR.ini"),
-       FailsAt("the DLL backup fails", Call::Move, kDll),
-       FailsAt("the data backup fails", Call::Move, kData),
-       FailsAt("the DLL commit fails", Call::Move, dll_staging),
-       FailsAt("the data commit fails", Call::Move, data_staging),
-       FailsAt("the verification fails", Call::Size, std::string(kData) + "/locale/ko-KR.ini")}};
+  return {"InstallPortablePlugin",
+          Target::Portable,
+          false,
+          {Previous::Nothing, Previous::Older, Previous::Damaged, Previous::HalfACopy,
+           Previous::TheOtherHalf, Previous::ReadOnlyFiles},
+          PortableInstallPlan,
+          [](const Sandbox& sandbox, std::wstring* detail, InjectedFailure injected) {
+            return static_cast<int>(
+                InstallPortablePlugin(sandbox.At(kBundle), sandbox.At(kObsRoot), detail, injected));
+          },
+          {FailsAt("the staged check fails", Call::Size, data_staging + LastDataFile()),
+           FailsAt("the DLL backup fails", Call::Move, kDll),
+           FailsAt("the data backup fails", Call::Move, kData),
+           FailsAt("the DLL commit fails", Call::Move, dll_staging),
+           FailsAt("the data commit fails", Call::Move, data_staging),
+           FailsAt("the verification fails", Call::Size, kData + LastDataFile())}};
 }
 
 Transaction PortableRemoval() {

@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "campaign.h"
+#include "support/bundle_facts.h"
 
 namespace k7k::test {
 namespace {
@@ -64,7 +65,7 @@ TEST(CampaignCheck, OldCopyAtItsBackupWithoutAFailedMoveBack_IsFound) {
 TEST(CampaignCheck, FileOfTheNewCopyThatIsNotRequiredMissing_IsFound) {
   const Transaction transaction =
       Spoilt(StandardInstall(), [](const Sandbox& sandbox, int&, auto&) {
-        NativeDisk().RemoveAll(sandbox.At(kPluginFolder) / "data/locale/fr-FR.ini");
+        NativeDisk().RemoveAll(sandbox.At(kPluginFolder) / kExtraLocale);
       });
   Sandbox sandbox(Target::Standard, Previous::Older);
   Campaign campaign(transaction, 1);
@@ -140,14 +141,14 @@ TEST(CampaignCheck, PauseOfAnotherLength_IsFound) {
 // The whole loop, for what is looked at in batches.
 TEST(CampaignCheck, BundleChanged_IsFound) {
   Transaction transaction = Spoilt(StandardRemoval(), [](const Sandbox& sandbox, int&, auto&) {
-    NativeDisk().RemoveAll(sandbox.At(kBundle) / "data/locale/fr-FR.ini");
+    NativeDisk().RemoveAll(sandbox.At(kBundle) / kExtraLocale);
   });
   // Not from a list of one, whose copy GCC 14 takes for an overflow when it also sanitizes.
   transaction.states.assign(1, Previous::Older);
   Campaign campaign(transaction, 1000);
   EXPECT_GT(campaign.RunAll().violations, 0);
   ASSERT_FALSE(campaign.violations().empty());
-  EXPECT_NE(campaign.violations().back().find("bundle/data/locale/fr-FR.ini is gone"),
+  EXPECT_NE(campaign.violations().back().find("bundle/" + std::string(kExtraLocale) + " is gone"),
             std::string::npos)
       << campaign.violations().back();
 }

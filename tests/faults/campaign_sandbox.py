@@ -8,7 +8,6 @@
 """
 
 import collections
-import hashlib
 import os
 import pathlib
 import random
@@ -18,16 +17,13 @@ import subprocess
 import tempfile
 import time
 
-import campaign_trees as trees  # before platforms, which it lets be found
+import campaign_trees as trees  # before payload and platforms, which it lets be found
+from payload import LIBRARY, MANIFEST, REQUIRED, manifest_of
 from platforms import Host, Wine
-from targets import LIBRARY, PortableTarget, standard_target
+from targets import PortableTarget, standard_target
 
 REPOSITORY = pathlib.Path(__file__).resolve().parents[2]
 
-REQUIRED_FILES = (LIBRARY, *(f"data/locale/{language}.ini" for language in
-                             ("en-US", "zh-TW", "zh-CN", "ja-JP", "ko-KR")))
-MANIFEST_HEAD = ("K7K_OBS_CONNECTOR_MANIFEST_V1", "connector-version=1.0.3.0",
-                 "protocol-version=1", "obs-major-range=29-32")
 BYSTANDER_FILES = 20
 PATIENCE = 120  # seconds that no run can need, however busy the machine
 
@@ -36,19 +32,17 @@ Answer = collections.namedtuple("Answer", "code out err")
 
 def plugin_copy(label, library_bytes=100_000, extra_files=1):
     """The files of a complete plugin. Two labels give copies that differ in every file."""
-    files = {name: f"{label}: {name}\n".encode() for name in REQUIRED_FILES}
+    files = {name: f"{label}: {name}\n".encode() for name in REQUIRED}
     files[LIBRARY] = random.Random(label).randbytes(library_bytes)
     for i in range(extra_files):
         files[f"data/extra/{i}.ini"] = f"{label}: {i}\n".encode()
-    lines = [*MANIFEST_HEAD, *(f"{hashlib.sha256(files[name]).hexdigest()}  {name}"
-                               for name in REQUIRED_FILES)]
-    files["manifest.sha256"] = "".join(line + "\n" for line in lines).encode()
+    files[MANIFEST] = manifest_of(files)
     return files
 
 
 def damaged(files):
     """A copy with half a library and one locale file less."""
-    files = {name: content for name, content in files.items() if name != REQUIRED_FILES[-1]}
+    files = {name: content for name, content in files.items() if name != REQUIRED[-1]}
     files[LIBRARY] = files[LIBRARY][:len(files[LIBRARY]) // 2]
     return files
 

@@ -6,6 +6,7 @@ import signal
 import kill_rules
 from kill_rules import INSTALLED, NOT_INSTALLED, REMOVED
 from campaign_sandbox import Answer
+from payload import REQUIRED, below_data
 
 # refuse: what the library makes fail, so that the run rolls back; wanted: how a run that is not
 # killed ends when there is an older copy.
@@ -33,7 +34,7 @@ def scenarios(standard, portable):
         Scenario("--install-portable,data-refused", portable, True, ".portable-data-staging.",
                  portable_undone),
         Scenario("--install-portable,unverifiable", portable, True,
-                 "data/obs-plugins/k7k-obs-audio/locale/ko-KR.ini", portable_undone),
+                 f"data/obs-plugins/k7k-obs-audio/{below_data(REQUIRED[-1])}", portable_undone),
     )
 
 

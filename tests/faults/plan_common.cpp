@@ -1,18 +1,14 @@
 #include <algorithm>
-#include <array>
 
 #include "plan.h"
+#include "support/bundle_facts.h"
 
 namespace k7k::test {
 
 namespace {
 
-constexpr std::array kRequired{"bin/64bit/k7k-obs-audio.dll", "data/locale/en-US.ini",
-                               "data/locale/zh-TW.ini",       "data/locale/zh-CN.ini",
-                               "data/locale/ja-JP.ini",       "data/locale/ko-KR.ini"};
-
 bool IsRequired(const std::string& name, const std::string& folder) {
-  return std::any_of(kRequired.begin(), kRequired.end(),
+  return std::any_of(kFiles.begin(), kFiles.end(),
                      [&](const char* file) { return name == folder + "/" + file; });
 }
 

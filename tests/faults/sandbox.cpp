@@ -6,6 +6,7 @@
 
 #include "bundle/manifest.h"
 #include "selftest/fixtures.h"
+#include "support/bundle_facts.h"
 
 namespace k7k::test {
 
@@ -71,7 +72,7 @@ Tree Below(const Tree& tree, const std::string& name) {
 Sandbox::Sandbox(Target target, Previous previous)
     : target_(target), read_only_(previous == Previous::ReadOnlyFiles) {
   EXPECT_TRUE(WriteFixturePayload(At(kBundle), 'N'));
-  WriteFile(At(kBundle) / ("data" + std::string(kExtraFile)), "one more");
+  WriteFile(At(kBundle) / kExtraLocale, "one more");
   WriteFile(At("outside/keep.txt"), "keep");
   WriteFile(At("bundle-of-another/plugin.dll"), "keep");
   if (target == Target::Standard) {
@@ -124,9 +125,7 @@ void Sandbox::MakePrevious(Previous previous) {
   if (half && !standard) WriteFile(data / "locale/en-US.ini", "old text");
   if (half || previous == Previous::TheOtherHalf) return;
 
-  for (const char* locale : {"en-US", "zh-TW", "zh-CN", "ja-JP", "ko-KR"}) {
-    WriteFile(data / "locale" / (std::string(locale) + ".ini"), std::string("old ") + locale);
-  }
+  for (const char* file : kDataFiles) WriteFile(data / BelowData(file), std::string("old ") + file);
   WriteFile(data / "presets/user.json", "a file that the bundle does not have");
   if (standard) {
     EXPECT_TRUE(WriteManifest(At(kPluginFolder), nullptr));
@@ -134,7 +133,7 @@ void Sandbox::MakePrevious(Previous previous) {
   if (previous == Previous::Damaged) {
     WriteFile(dll, "changed after the manifest was written");
     WriteFile(data / "locale/zh-TW.ini", "");
-    EXPECT_TRUE(NativeDisk().RemoveAll(data / "locale/ko-KR.ini"));
+    EXPECT_TRUE(NativeDisk().RemoveAll(data / BelowData(kFiles.back())));
   }
   if (read_only_ && standard) MakeAllReadOnly(At(kPluginFolder));
   if (read_only_ && !standard) {

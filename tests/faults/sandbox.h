@@ -31,9 +31,6 @@ inline constexpr auto kDll = "obs/obs-plugins/64bit/k7k-obs-audio.dll";
 inline constexpr auto kDataParent = "obs/data/obs-plugins";
 inline constexpr auto kData = "obs/data/obs-plugins/k7k-obs-audio";
 
-// The end of the name of the bundle's one file that is not required.
-inline constexpr std::string_view kExtraFile = "/locale/fr-FR.ini";
-
 // A part of the plugin that moves as one: its place and its private names.
 struct Piece {
   std::string place;

@@ -3,9 +3,9 @@
 import os
 import re
 
-import campaign_trees as trees
+import campaign_trees as trees  # before payload, which it lets be found
+from payload import LIBRARY
 
-LIBRARY = "bin/64bit/k7k-obs-audio.dll"
 PRIVATE_NAME = re.compile(r"\.k7k-obs-audio\.([a-z-]+)\.(\d+)\.(\d+)")
 
 

@@ -14,6 +14,7 @@
 #include "fuzz/memory_disk.h"
 #include "fuzz/random.h"
 #include "fuzz/reference_manifest.h"
+#include "support/bundle_facts.h"
 #include "support/platform.h"
 #include "support/test_tree.h"
 
@@ -87,7 +88,7 @@ TEST_F(ManifestBit, VerifyManifest_AnyBitOfTheManifestChanged_IsRefused) {
         EXPECT_EQ(detail, JudgeManifestByDigests(changed, digests));
         WriteByte(folder_ / kManifestName, at, right[at]);
       });
-  EXPECT_EQ(flips, 631U * 8);
+  EXPECT_EQ(flips, kManifestBytes * 8);
 }
 
 TEST_F(ManifestBit, VerifyManifest_AnyBitOfARequiredFileChanged_IsRefused) {
@@ -136,7 +137,7 @@ TEST(ManifestBitInMemory, VerifyManifest_AnyBitOfAManifestWithCarriageReturns_Is
 TEST(ManifestBitInMemory, VerifyManifest_AnyBitOfAManifestInReverseOrder_IsRefused) {
   const Contents contents = SomeContents();
   std::vector<std::string> lines = ReferenceLines(contents);
-  std::reverse(lines.begin() + 4, lines.end());
+  std::reverse(lines.begin() + kHeaderLines.size(), lines.end());
   ExpectNoFlipVerifies(lines, "\n", contents);
 }
 

@@ -10,6 +10,7 @@
 #include "bundle/manifest.h"
 #include "fuzz/random.h"
 #include "fuzz/reference_manifest.h"
+#include "support/bundle_facts.h"
 #include "support/test_tree.h"
 
 namespace k7k::test {
@@ -48,8 +49,9 @@ Contents SomeContents(Random& random) {
 }
 
 std::string& SomeEntry(Random& random, std::vector<std::string>& lines) {
-  const std::size_t entries = lines.size() > 4 ? lines.size() - 4 : 0;
-  return lines[entries > 0 ? 4 + random.Below(entries) : random.Below(lines.size())];
+  const std::size_t header = kHeaderLines.size();
+  const std::size_t entries = lines.size() > header ? lines.size() - header : 0;
+  return lines[entries > 0 ? header + random.Below(entries) : random.Below(lines.size())];
 }
 
 void EditLines(Random& random, std::vector<std::string>& lines) {
@@ -129,7 +131,7 @@ void WriteTree(Random& random, const Path& folder, bool damaged, Bundle& bundle)
     if (damaged && random.OneIn(16)) bundle.contents[name].clear();
     WriteFile(folder / name, bundle.contents[name]);
   }
-  if (random.OneIn(3)) WriteFile(folder / "data" / "locale" / "fr-FR.ini", "extra");
+  if (random.OneIn(3)) WriteFile(folder / kExtraLocale, "extra");
 }
 
 Bundle WriteSomeBundle(Random& random, const Path& folder) {
@@ -217,7 +219,7 @@ TEST(ManifestProperty, WriteManifest_RandomTrees_WritesOneThatVerifiesOrNone) {
       return;
     }
     EXPECT_EQ(written, Joined(ReferenceLines(bundle.contents)));
-    EXPECT_EQ(written.size(), 631U);
+    EXPECT_EQ(written.size(), kManifestBytes);
     EXPECT_TRUE(VerifyManifest(folder.path(), &detail));
     EXPECT_EQ(detail, kUntouched);
     ++written_count;

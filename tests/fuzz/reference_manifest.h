@@ -1,5 +1,5 @@
-// The manifest's format a second time, by hand and without the engine: what a manifest must say and
-// what a reader must answer.
+// The manifest's format a second time, without the engine: what a manifest must say and what a
+// reader must answer. The files and the header are those of support/bundle_facts.h.
 #pragma once
 
 #include <map>
@@ -7,13 +7,12 @@
 #include <string>
 #include <vector>
 
+#include "support/reference_digest.h"
+
 namespace k7k::test {
 
-// The six files, in their order.
+// The required files, in their order.
 const std::vector<std::string>& RequiredNames();
-
-// SHA-256 as 64 lower-case hexadecimal characters.
-std::string ReferenceDigest(const std::string& content);
 
 // The contents of a bundle's files by their names; a file that cannot be read is not in it.
 using Contents = std::map<std::string, std::string>;

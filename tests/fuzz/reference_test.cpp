@@ -4,6 +4,7 @@
 #include "fuzz/memory_disk.h"
 #include "fuzz/path_parts.h"
 #include "fuzz/reference_manifest.h"
+#include "support/bundle_facts.h"
 #include "support/platform.h"
 
 namespace k7k::test {
@@ -20,24 +21,24 @@ TEST(Reference, ReferenceDigest_PublishedMessages_GivesPublishedDigests) {
             "cdc76e5c9914fb9281a1c7e284d73e67f1809a48a497200e046d39ccc7112cd0");
 }
 
-Contents SixFiles() {
+Contents SomeFiles() {
   Contents contents;
   for (const std::string& name : RequiredNames()) contents[name] = "content of " + name;
   return contents;
 }
 
 TEST(Reference, JudgeManifest_RightManifest_IsAccepted) {
-  const std::string manifest = Joined(ReferenceLines(SixFiles()));
-  EXPECT_EQ(manifest.size(), 631U);
-  EXPECT_EQ(JudgeManifest(manifest, SixFiles()), L"");
+  const std::string manifest = Joined(ReferenceLines(SomeFiles()));
+  EXPECT_EQ(manifest.size(), kManifestBytes);
+  EXPECT_EQ(JudgeManifest(manifest, SomeFiles()), L"");
 }
 
 TEST(Reference, JudgeManifest_EachDefect_GetsItsMessage) {
-  const Contents contents = SixFiles();
+  const Contents contents = SomeFiles();
   const std::vector<std::string> right = ReferenceLines(contents);
   EXPECT_EQ(JudgeManifest(std::nullopt, contents), L"Bundle integrity manifest is missing");
   std::vector<std::string> lines = right;
-  lines[1] = "connector-version=1.0.3.1";
+  lines[1] += "0";
   EXPECT_EQ(JudgeManifest(Joined(lines), contents), L"Bundle integrity manifest is invalid");
   lines = right;
   lines.emplace_back();
@@ -49,7 +50,7 @@ TEST(Reference, JudgeManifest_EachDefect_GetsItsMessage) {
   lines[5] = lines[6];
   EXPECT_EQ(JudgeManifest(Joined(lines), contents), L"Bundle integrity manifest entry is invalid");
   lines = right;
-  lines[9][0] = lines[9][0] == '0' ? '1' : '0';
+  lines.back()[0] = lines.back()[0] == '0' ? '1' : '0';
   EXPECT_EQ(JudgeManifest(Joined(lines), contents), L"Bundle file hash does not match manifest");
 }
 

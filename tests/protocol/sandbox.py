@@ -44,6 +44,18 @@ def failure(state, code, detail):
     return Answer(code, "", f"state={state}\ndetail={detail}\n")
 
 
+def bundle_status(state, count, code, detail=None):
+    """What --status-bundled answers."""
+    return Answer(code, f"state={state}\nbytes={count}\n",
+                  "" if detail is None else f"detail={detail}\n")
+
+
+def unverified_bundle(detail):
+    """On a bundle of payload.payload whose manifest is refused."""
+    return bundle_status("installed-invalid", payload.FILES_BYTES, 2, detail)
+
+
+VALID_BUNDLE = bundle_status("installed-valid", payload.VALID_BYTES, 0)
 INSTALLED = Answer(0, "state=installed\n")
 REMOVED = Answer(0, "state=removed\n")
 NOT_INSTALLED = Answer(0, "state=not-installed\n")
@@ -129,7 +141,7 @@ class Sandbox:
             if path == payload.LIBRARY and dll:
                 payload.write_files(self.root, {OBS_DLL: content})
             elif path != payload.LIBRARY and data:
-                payload.write_files(self.root / OBS_DATA, {path[len("data/"):]: content})
+                payload.write_files(self.root / OBS_DATA, {payload.below_data(path): content})
 
     def _text(self, stream):
         text = stream.decode("utf-8", "surrogateescape")

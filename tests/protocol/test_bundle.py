@@ -4,9 +4,9 @@ import os
 
 import pytest
 
-from payload import (LIBRARY, LOCALES, MANIFEST, REQUIRED, SIZES, SUM_OF_SIX, VALID_BYTES,
-                     manifest_of, payload, write_copy, write_files)
-from sandbox import Answer, failure
+from payload import (EXTRA_LOCALE, FILES_BYTES, LIBRARY, LOCALES, MANIFEST, MANIFEST_BYTES,
+                     REQUIRED, SIZES, manifest_of, payload, write_copy, write_files)
+from sandbox import VALID_BUNDLE, Answer, bundle_status, failure
 
 LINK_ROOT = "Reparse-point roots are not accepted"
 LINK_INSIDE = "Bundle contains a reparse point"
@@ -14,16 +14,11 @@ MISSING = "Bundle is missing a required plugin file"
 EMPTY = "A required plugin file is empty"
 
 
-def verdict(state, count, code, detail=None):
-    return Answer(code, f"state={state}\nbytes={count}\n",
-                  "" if detail is None else f"detail={detail}\n")
-
-
 def expect_refused_everywhere(box, count, detail):
     """The status says why the bundle is invalid; both installs refuse it for the same reason."""
     obs = box.write_obs()
     with box.unchanged():
-        assert box.run("--status-bundled") == verdict("installed-invalid", count, 2, detail)
+        assert box.run("--status-bundled") == bundle_status("installed-invalid", count, 2, detail)
         assert box.run("--install-standard") == failure("install-failed", 23, detail or "")
         assert box.portable("--install-portable", obs) == failure("install-failed", 43,
                                                                   detail or "")
@@ -31,24 +26,24 @@ def expect_refused_everywhere(box, count, detail):
             0, "state=not-installed\nobsRunning=0\n", f"detail={detail}\n" if detail else "")
 
 
-def test_status_valid_bundle_counts_the_six_files_and_the_manifest(sandbox):
+def test_status_valid_bundle_counts_the_required_files_and_the_manifest(sandbox):
     sandbox.write_bundle()
     with sandbox.unchanged():
-        assert sandbox.run("--status-bundled") == Answer(
-            0, "state=installed-valid\nbytes=1662\n", "")
+        assert sandbox.run("--status-bundled") == VALID_BUNDLE
 
 
-def test_status_bundle_of_six_files_of_32_bytes_counts_823(sandbox):
+def test_status_bundle_of_files_of_32_bytes_counts_them_and_the_manifest(sandbox):
     files = {path: b"A" * 32 for path in REQUIRED}
     write_files(sandbox.bundle, {**files, MANIFEST: manifest_of(files)})
-    assert sandbox.run("--status-bundled") == verdict("installed-valid", 823, 0)
+    assert sandbox.run("--status-bundled") == bundle_status(
+        "installed-valid", 32 * len(REQUIRED) + MANIFEST_BYTES, 0)
 
 
 def test_status_no_bundle_is_not_installed_without_a_message(sandbox):
     obs = sandbox.write_obs()
     for _ in ("no plugin folder", "a plugin folder without the bundle"):
         with sandbox.unchanged():
-            assert sandbox.run("--status-bundled") == verdict("not-installed", 0, 1)
+            assert sandbox.run("--status-bundled") == bundle_status("not-installed", 0, 1)
             assert sandbox.run("--install-standard") == failure("install-failed", 23, "")
             assert sandbox.portable("--install-portable", obs) == failure("install-failed", 43, "")
         sandbox.bundle.parent.mkdir(exist_ok=True)
@@ -62,17 +57,17 @@ def test_status_bundle_that_is_a_file_is_invalid_without_a_message(sandbox):
 def test_status_bundle_below_a_file_is_absent(sandbox):
     (sandbox.root / "plugin").write_bytes(b"a file")
     with sandbox.unchanged():
-        assert sandbox.run("--status-bundled") == verdict("not-installed", 0, 1)
+        assert sandbox.run("--status-bundled") == bundle_status("not-installed", 0, 1)
 
 
-@pytest.mark.parametrize("index", range(6))
+@pytest.mark.parametrize("index", range(len(REQUIRED)))
 def test_status_required_file_missing_reports_bytes_of_files_before_it(sandbox, index):
     sandbox.write_bundle()
     (sandbox.bundle / REQUIRED[index]).unlink()
     expect_refused_everywhere(sandbox, sum(SIZES[:index]), MISSING)
 
 
-@pytest.mark.parametrize("index", range(6))
+@pytest.mark.parametrize("index", range(len(REQUIRED)))
 def test_status_required_file_that_is_a_folder_is_missing(sandbox, index):
     sandbox.write_bundle()
     (sandbox.bundle / REQUIRED[index]).unlink()
@@ -80,7 +75,7 @@ def test_status_required_file_that_is_a_folder_is_missing(sandbox, index):
     expect_refused_everywhere(sandbox, sum(SIZES[:index]), MISSING)
 
 
-@pytest.mark.parametrize("index", range(6))
+@pytest.mark.parametrize("index", range(len(REQUIRED)))
 def test_status_required_file_empty_reports_bytes_of_files_before_it(sandbox, index):
     """The manifest is made for the empty file, so that its emptiness alone is wrong."""
     files = {**payload("A"), REQUIRED[index]: b""}
@@ -88,36 +83,39 @@ def test_status_required_file_empty_reports_bytes_of_files_before_it(sandbox, in
     expect_refused_everywhere(sandbox, sum(SIZES[:index]), EMPTY)
 
 
-@pytest.mark.parametrize("index", range(6))
+@pytest.mark.parametrize("index", range(len(REQUIRED)))
 def test_status_required_file_changed_by_one_byte_differs_from_the_manifest(sandbox, index):
     sandbox.write_bundle()
     path = sandbox.bundle / REQUIRED[index]
     path.write_bytes(path.read_bytes()[:-1] + b"B")
-    expect_refused_everywhere(sandbox, SUM_OF_SIX, "Bundle file hash does not match manifest")
+    expect_refused_everywhere(sandbox, FILES_BYTES, "Bundle file hash does not match manifest")
 
 
 def test_status_two_defects_report_the_earlier_file(sandbox):
     sandbox.write_bundle()
     (sandbox.bundle / REQUIRED[2]).write_bytes(b"")
     (sandbox.bundle / REQUIRED[3]).unlink()
-    assert sandbox.run("--status-bundled") == verdict("installed-invalid", 1001, 2, EMPTY)
+    assert sandbox.run("--status-bundled") == bundle_status(
+        "installed-invalid", sum(SIZES[:2]), 2, EMPTY)
     (sandbox.bundle / REQUIRED[1]).unlink()
-    assert sandbox.run("--status-bundled") == verdict("installed-invalid", 1000, 2, MISSING)
+    assert sandbox.run("--status-bundled") == bundle_status(
+        "installed-invalid", SIZES[0], 2, MISSING)
 
 
 def test_status_bad_file_is_reported_before_a_bad_manifest(sandbox):
     sandbox.write_bundle()
     (sandbox.bundle / MANIFEST).unlink()
-    (sandbox.bundle / REQUIRED[5]).unlink()
-    assert sandbox.run("--status-bundled") == verdict("installed-invalid", 1015, 2, MISSING)
+    (sandbox.bundle / REQUIRED[-1]).unlink()
+    assert sandbox.run("--status-bundled") == bundle_status(
+        "installed-invalid", sum(SIZES[:-1]), 2, MISSING)
 
 
 def test_status_extra_entries_are_neither_checked_nor_counted(sandbox):
-    sandbox.write_bundle(extra={"data/locale/fr-FR.ini": b"extra", "empty.txt": b"",
+    sandbox.write_bundle(extra={EXTRA_LOCALE: b"extra", "empty.txt": b"",
                                 "notes/deep/er/readme \u00e9\u4e2d.txt": b"x", "n" * 240: b"y"})
     (sandbox.bundle / "empty folder").mkdir()
     with sandbox.unchanged():
-        assert sandbox.run("--status-bundled") == verdict("installed-valid", VALID_BYTES, 0)
+        assert sandbox.run("--status-bundled") == VALID_BUNDLE
 
 
 def test_status_link_to_the_bundle_is_refused(sandbox):
@@ -133,14 +131,14 @@ def test_status_link_above_the_bundle_is_accepted(sandbox):
     write_copy(sandbox.root / "elsewhere" / "k7k-obs-audio")
     (sandbox.root / "plugin").symlink_to("elsewhere")
     with sandbox.unchanged():
-        assert sandbox.run("--status-bundled") == verdict("installed-valid", VALID_BYTES, 0)
+        assert sandbox.run("--status-bundled") == VALID_BUNDLE
 
 
 def test_status_dangling_link_to_the_bundle_is_absent(sandbox):
     sandbox.bundle.parent.mkdir()
     sandbox.bundle.symlink_to("nowhere")
     with sandbox.unchanged():
-        assert sandbox.run("--status-bundled") == verdict("not-installed", 0, 1)
+        assert sandbox.run("--status-bundled") == bundle_status("not-installed", 0, 1)
 
 
 def test_status_bundle_that_is_a_link_loop_cannot_be_inspected(sandbox):
@@ -148,7 +146,7 @@ def test_status_bundle_that_is_a_link_loop_cannot_be_inspected(sandbox):
     sandbox.bundle.symlink_to("k7k-obs-audio")
     detail = "Could not inspect the bundle"
     with sandbox.unchanged():
-        assert sandbox.run("--status-bundled") == verdict("not-installed", 0, 1, detail)
+        assert sandbox.run("--status-bundled") == bundle_status("not-installed", 0, 1, detail)
         assert sandbox.run("--install-standard") == failure("install-failed", 23, detail)
         assert sandbox.run("--write-bundled-manifest") == failure("manifest-failed", 2,
                                                                   "Path does not exist")
@@ -194,24 +192,24 @@ def test_status_link_is_reported_before_a_missing_file(sandbox):
     sandbox.write_bundle()
     (sandbox.bundle / LIBRARY).unlink()
     (sandbox.bundle / "link").symlink_to(sandbox.root)
-    assert sandbox.run("--status-bundled") == verdict("installed-invalid", 0, 2, LINK_INSIDE)
+    assert sandbox.run("--status-bundled") == bundle_status("installed-invalid", 0, 2, LINK_INSIDE)
 
 
 def test_status_pipe_beside_the_required_files_is_accepted(sandbox):
     sandbox.write_bundle()
     os.mkfifo(sandbox.bundle / "pipe")
-    assert sandbox.run("--status-bundled") == verdict("installed-valid", VALID_BYTES, 0)
+    assert sandbox.run("--status-bundled") == VALID_BUNDLE
 
 
 def test_status_required_file_that_is_a_pipe_is_missing(sandbox):
     sandbox.write_bundle()
     (sandbox.bundle / REQUIRED[1]).unlink()
     os.mkfifo(sandbox.bundle / REQUIRED[1])
-    expect_refused_everywhere(sandbox, 1000, MISSING)
+    expect_refused_everywhere(sandbox, SIZES[0], MISSING)
 
 
 @pytest.mark.only("host", "letter case tells files apart only here")
 def test_status_required_file_in_other_letter_case_is_missing(sandbox):
     sandbox.write_bundle()
     (sandbox.bundle / LOCALES[0]).rename(sandbox.bundle / "data/locale/EN-us.ini")
-    expect_refused_everywhere(sandbox, 1000, MISSING)
+    expect_refused_everywhere(sandbox, SIZES[0], MISSING)

@@ -4,9 +4,10 @@ import subprocess
 
 import pytest
 
-from payload import (HEADER, LIBRARY, LOCALES, MANIFEST, REQUIRED, SUM_OF_SIX, manifest_lines,
-                     manifest_of, payload, write_files)
-from sandbox import Answer, failure
+from payload import (EXTRA_LOCALE, FILES_BYTES, HEADER, LIBRARY, LOCALES, MANIFEST, MANIFEST_BYTES,
+                     REQUIRED, SIZES, manifest_lines, manifest_of, payload, with_other_end,
+                     write_files)
+from sandbox import VALID_BUNDLE, Answer, bundle_status, failure, unverified_bundle
 
 MISSING = "Bundle integrity manifest is missing"
 INVALID = "Bundle integrity manifest is invalid"
@@ -23,7 +24,7 @@ def text(lines):
 
 
 def changed(number, line):
-    """The manifest with one of its ten lines (counted from 1) replaced."""
+    """The manifest with one of its lines (counted from 1) replaced."""
     return text([*LINES[: number - 1], line, *LINES[number:]])
 
 
@@ -45,23 +46,23 @@ REFUSED = {
     "empty_file": (b"", INVALID),
     "one_line_feed": (b"\n", INVALID),
     "header_alone": (text(LINES[:4]), INVALID),
-    "nine_lines": (text(LINES[:9]), INVALID),
+    "a_line_less": (text(LINES[:-1]), INVALID),
     "an_empty_line_at_the_end": (text(LINES) + b"\n", INVALID),
-    "an_eleventh_entry": (text([*LINES, entry(DIGEST, "data/locale/fr-FR.ini")]), INVALID),
+    "an_entry_more": (text([*LINES, entry(DIGEST, EXTRA_LOCALE)]), INVALID),
     "an_empty_line_in_the_middle": (text([*LINES[:4], "", *LINES[4:]]), INVALID),
     "an_empty_line_first": (text(["", *LINES]), INVALID),
     "byte_order_mark": (b"\xef\xbb\xbf" + text(LINES), INVALID),
     "utf16": (text(LINES).decode().encode("utf-16"), INVALID),
     "carriage_returns_alone": (text(LINES).replace(b"\n", b"\r"), INVALID),
     "two_carriage_returns": (text(LINES).replace(b"\n", b"\r\r\n"), INVALID),
-    "zero_bytes": (bytes(631), INVALID),
-    "other_magic": (changed(1, "K7K_OBS_CONNECTOR_MANIFEST_V2"), INVALID),
+    "zero_bytes": (bytes(MANIFEST_BYTES), INVALID),
+    "other_magic": (changed(1, with_other_end(HEADER[0])), INVALID),
     "magic_in_lower_case": (changed(1, LINES[0].lower()), INVALID),
-    "later_connector_version": (changed(2, "connector-version=1.0.3.1"), INVALID),
-    "short_connector_version": (changed(2, "connector-version=1.0.3"), INVALID),
-    "other_protocol_version": (changed(3, "protocol-version=2"), INVALID),
-    "wider_obs_range": (changed(4, "obs-major-range=29-33"), INVALID),
-    "narrower_obs_range": (changed(4, "obs-major-range=29-31"), INVALID),
+    "later_connector_version": (changed(2, with_other_end(HEADER[1])), INVALID),
+    "short_connector_version": (changed(2, HEADER[1].rpartition(".")[0]), INVALID),
+    "other_protocol_version": (changed(3, with_other_end(HEADER[2])), INVALID),
+    "wider_obs_range": (changed(4, with_other_end(HEADER[3])), INVALID),
+    "narrower_obs_range": (changed(4, with_other_end(HEADER[3], -1)), INVALID),
     "space_after_a_header_line": (changed(2, HEADER[1] + " "), INVALID),
     "space_before_a_header_line": (changed(2, " " + HEADER[1]), INVALID),
     "zero_after_a_header_line": (changed(2, HEADER[1] + "\0"), INVALID),
@@ -84,10 +85,10 @@ REFUSED = {
     "repeated_entry": (changed(7, LINES[5]), ENTRY),
     "repeated_path_with_another_digest": (changed(7, entry(DIGEST, LOCALES[0])), ENTRY),
     "bad_last_entry_after_a_wrong_digest": (
-        text([*LINES[:4], entry("0" * 64, LIBRARY), *LINES[5:9], "x"]), ENTRY),
+        text([*LINES[:4], entry("0" * 64, LIBRARY), *LINES[5:-1], "x"]), ENTRY),
     "upper_case_digest": (changed(5, entry(DIGEST.upper(), LIBRARY)), MISMATCH),
     "digest_that_is_not_hexadecimal": (changed(5, entry("z" * 64, LIBRARY)), MISMATCH),
-    "wrong_digest": (changed(10, entry("0" * 64, LOCALES[4])), MISMATCH),
+    "wrong_digest": (changed(len(LINES), entry("0" * 64, LOCALES[-1])), MISMATCH),
     "digests_swapped": (text([*LINES[:4], entry(LINES[5][:64], LIBRARY),
                               entry(DIGEST, LOCALES[0]), *LINES[6:]]), MISMATCH),
     "three_spaces": (changed(5, entry(DIGEST, LIBRARY, "   ")), MISMATCH),
@@ -98,8 +99,8 @@ REFUSED = {
     "path_with_a_zero_after_it": (changed(5, entry(DIGEST, LIBRARY + "\0")), MISMATCH),
     "path_out_of_the_bundle": (changed(5, entry(DIGEST, "../../" + LIBRARY)), MISMATCH),
     "the_manifest_itself": (changed(5, entry(DIGEST, MANIFEST)), MISMATCH),
-    "another_file": (changed(10, entry(LINES[9][:64], "data/locale/fr-FR.ini")), MISMATCH),
-    "endless_path": (changed(10, entry(DIGEST, "p" * (1 << 20))), MISMATCH),
+    "another_file": (changed(len(LINES), entry(LINES[-1][:64], EXTRA_LOCALE)), MISMATCH),
+    "endless_path": (changed(len(LINES), entry(DIGEST, "p" * (1 << 20))), MISMATCH),
     "two_carriage_returns_after_an_entry": (changed(5, LINES[4] + "\r\r"), MISMATCH),
 }
 
@@ -107,10 +108,9 @@ REFUSED = {
 @pytest.mark.parametrize("name", ACCEPTED)
 def test_reader_accepts(sandbox, name):
     write_files(sandbox.bundle, {**payload("A"), MANIFEST: ACCEPTED[name]})
-    size = SUM_OF_SIX + len(ACCEPTED[name])
+    size = FILES_BYTES + len(ACCEPTED[name])
     with sandbox.unchanged():
-        assert sandbox.run("--status-bundled") == Answer(
-            0, f"state=installed-valid\nbytes={size}\n")
+        assert sandbox.run("--status-bundled") == bundle_status("installed-valid", size, 0)
 
 
 @pytest.mark.parametrize("name", REFUSED)
@@ -118,8 +118,7 @@ def test_reader_refuses(sandbox, name):
     content, detail = REFUSED[name]
     write_files(sandbox.bundle, {**payload("A"), MANIFEST: content})
     with sandbox.unchanged():
-        assert sandbox.run("--status-bundled") == Answer(
-            2, "state=installed-invalid\nbytes=1031\n", f"detail={detail}\n")
+        assert sandbox.run("--status-bundled") == unverified_bundle(detail)
         assert sandbox.run("--install-standard") == failure("install-failed", 23, detail)
 
 
@@ -129,22 +128,21 @@ def test_reader_without_a_manifest_file_says_missing(sandbox, kind):
     if kind == "folder":
         (sandbox.bundle / MANIFEST).mkdir()
     with sandbox.unchanged():
-        assert sandbox.run("--status-bundled") == Answer(
-            2, "state=installed-invalid\nbytes=1031\n", f"detail={MISSING}\n")
+        assert sandbox.run("--status-bundled") == unverified_bundle(MISSING)
         assert sandbox.run("--install-standard") == failure("install-failed", 23, MISSING)
 
 
-def test_writer_writes_the_ten_lines_and_nothing_else(sandbox):
+def test_writer_writes_the_lines_and_nothing_else(sandbox):
     write_files(sandbox.bundle, payload("A"))
     before = sandbox.tree()
     assert sandbox.run("--write-bundled-manifest") == WRITTEN
     written = (sandbox.bundle / MANIFEST).read_bytes()
     assert written == manifest_of(payload("A"))
-    assert len(written) == 631
+    assert len(written) == MANIFEST_BYTES
     after = sandbox.tree()
     assert after.pop(f"plugin/k7k-obs-audio/{MANIFEST}")
     assert after == before
-    assert sandbox.run("--status-bundled") == Answer(0, "state=installed-valid\nbytes=1662\n")
+    assert sandbox.run("--status-bundled") == VALID_BUNDLE
 
 
 def test_writer_entries_verify_with_sha256sum(sandbox):
@@ -166,7 +164,7 @@ def test_writer_replaces_an_existing_manifest_completely(sandbox, old):
 
 
 @pytest.mark.parametrize("kind", ["missing", "folder"])
-@pytest.mark.parametrize("index", range(6))
+@pytest.mark.parametrize("index", range(len(REQUIRED)))
 def test_writer_incomplete_bundle_is_refused_and_the_old_manifest_stays(sandbox, index, kind):
     sandbox.write_bundle()
     (sandbox.bundle / REQUIRED[index]).unlink()
@@ -214,8 +212,8 @@ def test_writer_empty_file_is_listed_and_then_fails_the_check(sandbox):
     assert sandbox.run("--write-bundled-manifest") == WRITTEN
     assert (sandbox.bundle / MANIFEST).read_bytes() == manifest_of(files)
     with sandbox.unchanged():
-        assert sandbox.run("--status-bundled") == Answer(
-            2, "state=installed-invalid\nbytes=1007\n", "detail=A required plugin file is empty\n")
+        assert sandbox.run("--status-bundled") == bundle_status(
+            "installed-invalid", sum(SIZES[:4]), 2, "A required plugin file is empty")
 
 
 @pytest.mark.only("host", "Wine shows a link to a file as the file")

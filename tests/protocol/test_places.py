@@ -4,8 +4,8 @@ import os
 
 import pytest
 
-from payload import LIBRARY, payload, write_files
-from sandbox import (INSTALLED, REMOVED, Answer, Sandbox, failure, installed_tree,
+from payload import LIBRARY, below_data, payload, write_files
+from sandbox import (INSTALLED, REMOVED, VALID_BUNDLE, Answer, Sandbox, failure, installed_tree,
                      portable_installed_tree, status)
 from trees import folders_to, take_tree
 
@@ -84,7 +84,7 @@ def test_install_standard_from_a_deep_bundle_cannot_resolve_it(make_sandbox):
     box.write_bundle()
     box.data = box.folder / "program-data"
     box.data.mkdir()
-    assert box.run("--status-bundled") == Answer(0, "state=installed-valid\nbytes=1662\n")
+    assert box.run("--status-bundled") == VALID_BUNDLE
     assert box.run("--install-standard") == failure(
         "install-failed", 24, "Could not resolve the payload root")
     assert take_tree(box.data) == folders_to("obs-studio/plugins")
@@ -116,7 +116,7 @@ def write_copy_of_pieces(root):
         if path == LIBRARY:
             write_files(root, {"obs-plugins/64bit/k7k-obs-audio.dll": content})
         else:
-            write_files(root, {"data/obs-plugins/k7k-obs-audio/" + path[len("data/"):]: content})
+            write_files(root, {"data/obs-plugins/k7k-obs-audio/" + below_data(path): content})
 
 
 def test_bundle_with_a_deep_tree_is_installed_whole(sandbox):
@@ -162,8 +162,7 @@ def test_current_folder_and_program_name_do_not_matter(sandbox):
     sandbox.program.rename(renamed)
     sandbox.program = renamed
     for folder in ("other", "bin", "plugin/k7k-obs-audio"):
-        assert sandbox.run("--status-bundled", cwd=sandbox.root / folder) == Answer(
-            0, "state=installed-valid\nbytes=1662\n")
+        assert sandbox.run("--status-bundled", cwd=sandbox.root / folder) == VALID_BUNDLE
 
 
 @pytest.mark.only("host", "Windows tells the link's place, not the file's")
@@ -173,7 +172,7 @@ def test_program_started_through_a_link_finds_the_bundle_beside_itself(sandbox):
     link.parent.mkdir(parents=True)
     link.symlink_to(sandbox.program)
     sandbox.program = link
-    assert sandbox.run("--status-bundled") == Answer(0, "state=installed-valid\nbytes=1662\n")
+    assert sandbox.run("--status-bundled") == VALID_BUNDLE
 
 
 @pytest.fixture
@@ -193,7 +192,7 @@ def lost(sandbox, programs):
 def test_program_folder_unknown_the_bundle_is_sought_in_the_current_folder(lost):
     lost.write_bundle()
     with lost.unchanged():
-        assert lost.run("--status-bundled") == Answer(0, "state=installed-valid\nbytes=1662\n")
+        assert lost.run("--status-bundled") == VALID_BUNDLE
         assert lost.run("--status-bundled", cwd=lost.root / "bin") == Answer(
             1, "state=not-installed\nbytes=0\n")
     before = lost.tree()

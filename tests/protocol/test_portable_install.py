@@ -4,7 +4,7 @@ import os
 
 import pytest
 
-from payload import LIBRARY, LOCALES, MANIFEST, payload, write_files
+from payload import EXTRA_LOCALE, LIBRARY, LOCALES, MANIFEST, below_data, payload, write_files
 from sandbox import (BUNDLE, INSTALLED, OBS_DATA, OBS_DATA_PARENT, OBS_DLL, OBS_DLL_PARENT, Answer,
                      failure, portable_installed_tree, status)
 from trees import folders_to, without
@@ -39,14 +39,14 @@ def leave(box, state):
     elif state == "damaged_data":
         (data / "locale/ja-JP.ini").write_bytes(b"damaged")
     elif state == "missing_locale":
-        (data / "locale/ko-KR.ini").unlink()
+        (data / below_data(LOCALES[-1])).unlink()
     elif state == "empty_data":
         for name in LOCALES:
-            (data / name[len("data/"):]).unlink()
+            (data / below_data(name)).unlink()
     elif state == "extra_file":
-        write_files(data, {"locale/fr-FR.ini": b"x", "a/b/c.txt": b"y"})
+        write_files(data, {below_data(EXTRA_LOCALE): b"x", "a/b/c.txt": b"y"})
     elif state == "read_only":
-        for path in (dll, *(data / name[len("data/"):] for name in LOCALES)):
+        for path in (dll, *(data / below_data(name) for name in LOCALES)):
             path.chmod(0o444)
 
 
@@ -107,7 +107,7 @@ def test_install_twice_leaves_one_copy(box):
 
 
 def test_install_takes_the_data_folder_whole_and_nothing_else(box):
-    write_files(box.bundle, {"data/locale/fr-FR.ini": b"x", "data/a b/\u00e9\u4e2d.txt": b"y",
+    write_files(box.bundle, {EXTRA_LOCALE: b"x", "data/a b/\u00e9\u4e2d.txt": b"y",
                              "data/" + "n" * 240: b"z", "bin/64bit/other.dll": b"no",
                              "readme.txt": b"no"})
     (box.bundle / "data" / "empty folder").mkdir()

@@ -9,7 +9,8 @@ from pathlib import Path
 import pytest
 
 import pe_file
-from sandbox import INSTALLED, REMOVED, Answer, status
+from payload import VERSION
+from sandbox import INSTALLED, REMOVED, VALID_BUNDLE, status
 
 PLANTED = ("bcrypt", "shell32", "ole32", "version")
 
@@ -51,6 +52,7 @@ def test_file_asks_for_no_rights_and_for_long_paths(program):
     manifest = re.sub(r"\s+", " ", program.resource(pe_file.RT_MANIFEST).decode())
     assert '<requestedExecutionLevel level="asInvoker" uiAccess="false"' in manifest
     assert manifest.count("requestedExecutionLevel") == 1
+    assert f'name="K7KObsConnectorInstaller" version="{VERSION}"' in manifest
     assert re.search(r"<longPathAware [^>]*>true</longPathAware>", manifest)
 
 
@@ -60,8 +62,10 @@ def test_file_carries_its_version(program):
     assert "VS_VERSION_INFO".encode("utf-16-le") in version
     fixed = version.index(struct.pack("<I", 0xFEEF04BD))
     numbers = struct.unpack_from("<IIII", version, fixed + 8)
-    assert numbers == (0x00010000, 0x00030000, 0x00010000, 0x00030000)  # 1.0.3.0, twice
-    assert "1.0.3.0\0".encode("utf-16-le") in version
+    major, minor, patch, tweak = map(int, VERSION.split("."))
+    high, low = major << 16 | minor, patch << 16 | tweak
+    assert numbers == (high, low, high, low)
+    assert version.count(f"{VERSION}\0".encode("utf-16-le")) == 2
 
 
 @only_windows
@@ -82,8 +86,7 @@ def test_libraries_planted_beside_the_program_are_not_loaded(sandbox, programs):
     sandbox.write_obs()
     options = {"env": NATIVE_FIRST}
     assert sandbox.run("--write-bundled-manifest", **options).code == 0
-    assert sandbox.run("--status-bundled", **options) == Answer(
-        0, "state=installed-valid\nbytes=1662\n")
+    assert sandbox.run("--status-bundled", **options) == VALID_BUNDLE
     assert sandbox.run("--install-standard", **options) == INSTALLED
     assert sandbox.run("--status-standard", **options) == status("installed-valid")
     assert sandbox.run("--remove-standard", **options) == REMOVED

@@ -4,7 +4,8 @@ import os
 
 import pytest
 
-from payload import LIBRARY, LOCALES, MANIFEST, REQUIRED, payload, write_copy, write_files
+from payload import (EXTRA_LOCALE, LIBRARY, LOCALES, MANIFEST, REQUIRED, payload, write_copy,
+                     write_files)
 from sandbox import (BUNDLE, INSTALLED, PLUGIN, PLUGINS, REMOVED, Answer, failure, installed_tree,
                      status)
 from trees import FOLDER, folders_to, without
@@ -51,7 +52,7 @@ def test_install_twice_leaves_one_copy(sandbox):
 
 
 def test_install_bundle_is_copied_whole_with_extra_files_and_empty_folders(sandbox):
-    sandbox.write_bundle(extra={"data/locale/fr-FR.ini": b"x", "empty": b"", "a/b/c/d": b"deep",
+    sandbox.write_bundle(extra={EXTRA_LOCALE: b"x", "empty": b"", "a/b/c/d": b"deep",
                                 "with space/\u00e9\u4e2d\u6587.txt": b"y", "n" * 240: b"long"})
     (sandbox.bundle / "empty folder" / "in it").mkdir(parents=True)
     expect_installed(sandbox)
@@ -59,7 +60,7 @@ def test_install_bundle_is_copied_whole_with_extra_files_and_empty_folders(sandb
 
 def test_install_older_copy_is_replaced_with_its_extra_files(sandbox):
     sandbox.write_bundle("B")
-    sandbox.write_plugin("A", {"old.txt": b"old", "data/locale/fr-FR.ini": b"old"})
+    sandbox.write_plugin("A", {"old.txt": b"old", EXTRA_LOCALE: b"old"})
     expect_installed(sandbox)
 
 

@@ -2,8 +2,8 @@
 
 import pytest
 
-from payload import (LIBRARY, LOCALES, MANIFEST, REQUIRED, manifest_of, payload, write_copy,
-                     write_files)
+from payload import (EXTRA_LOCALE, LIBRARY, LOCALES, MANIFEST, REQUIRED, manifest_of, payload,
+                     write_copy, write_files)
 from sandbox import Answer, status
 
 DIFFERS = "Installed OBS plugin files differ from the bundled connector"
@@ -48,7 +48,7 @@ def test_status_same_copy_is_valid(sandbox):
 
 def test_status_extra_files_in_the_copy_are_allowed(sandbox):
     sandbox.write_bundle()
-    sandbox.write_plugin(extra={"data/locale/fr-FR.ini": b"x", "settings.json": b""})
+    sandbox.write_plugin(extra={EXTRA_LOCALE: b"x", "settings.json": b""})
     expect(sandbox, status("installed-valid"))
 
 

@@ -30,6 +30,11 @@ inline std::ostream& operator<<(std::ostream& stream, const Report& report) {
                 << testing::PrintToString(report.err);
 }
 
+// The two lines that answer --status-bundled.
+inline std::wstring BundleLines(const std::wstring& state, std::uint64_t bytes) {
+  return L"state=" + state + L"\nbytes=" + std::to_wstring(bytes) + L"\n";
+}
+
 class CommandTest : public testing::Test {
  protected:
   // Runs a command that returns its exit code, and gives what it reported.

@@ -17,6 +17,9 @@ inline constexpr auto kInvalid = L"Bundle integrity manifest is invalid";
 inline constexpr auto kBadEntry = L"Bundle integrity manifest entry is invalid";
 inline constexpr auto kMismatch = L"Bundle file hash does not match manifest";
 
+// The place of the first line that is an entry.
+inline constexpr std::size_t kFirstEntry = kHeaderLines.size();
+
 inline std::string WithEnds(const std::vector<std::string>& lines, const std::string& end = "\n") {
   std::string text;
   for (const std::string& line : lines) text += line + end;
@@ -56,19 +59,8 @@ class ManifestLinesTest : public testing::Test {
   const Path bundle = folder / "bundle";
   const Path manifest = bundle / "manifest.sha256";
 
-  // The ten lines of the bundle's manifest without their ends: 0 to 3 are the header.
-  std::vector<std::string> lines{
-      "K7K_OBS_CONNECTOR_MANIFEST_V1",
-      "connector-version=1.0.3.0",
-      "protocol-version=1",
-      "obs-major-range=29-32",
-      Entry(kFiles[0]),
-      Entry(kFiles[1]),
-      Entry(kFiles[2]),
-      Entry(kFiles[3]),
-      Entry(kFiles[4]),
-      Entry(kFiles[5]),
-  };
+  // The lines of the bundle's manifest without their ends: the header, then the entries.
+  std::vector<std::string> lines = ManifestLines(DigestOfEach(kDigestOfA));
 };
 
 }  // namespace k7k::test

@@ -8,6 +8,7 @@
 namespace k7k {
 namespace {
 
+using test::BundleLines;
 using test::Call;
 using test::FailEach;
 using test::ReadFile;
@@ -26,7 +27,7 @@ class CommandsBundleTest : public test::CommandTest {
 };
 
 TEST_F(CommandsBundleTest, StatusBundled_ValidBundle_IsZeroWithItsBytes) {
-  EXPECT_EQ(Status(), (Report{0, L"state=installed-valid\nbytes=823\n", L""}));
+  EXPECT_EQ(Status(), (Report{0, BundleLines(L"installed-valid", test::kBundleBytes), L""}));
 }
 
 TEST_F(CommandsBundleTest, StatusBundled_NoBundleFolder_IsNotInstalledAndOne) {
@@ -48,23 +49,23 @@ TEST_F(CommandsBundleTest, StatusBundled_BundleIsAFile_IsInvalidWithoutADetailLi
 
 TEST_F(CommandsBundleTest, StatusBundled_NoManifest_IsInvalidWithTheSumSoFarAndTwo) {
   Remove("manifest.sha256");
-  EXPECT_EQ(Status(), (Report{2, L"state=installed-invalid\nbytes=192\n",
+  EXPECT_EQ(Status(), (Report{2, BundleLines(L"installed-invalid", test::kFilesBytes),
                               L"detail=Bundle integrity manifest is missing\n"}));
 }
 
 TEST_F(CommandsBundleTest, StatusBundled_ManifestSizeUnreadable_IsOneByteLessWithoutADetailLine) {
   disk.fails = FailEach(Call::Size, bundle / "manifest.sha256");
-  EXPECT_EQ(Status(), (Report{2, L"state=installed-invalid\nbytes=191\n", L""}));
+  EXPECT_EQ(Status(), (Report{2, BundleLines(L"installed-invalid", test::kFilesBytes - 1), L""}));
 }
 
 TEST_F(CommandsBundleTest, StatusBundled_ManyBytes_AreWrittenWithoutSeparators) {
   test::WriteSteppedBundle(bundle);
-  EXPECT_EQ(Status(), (Report{0, L"state=installed-valid\nbytes=111742\n", L""}));
+  EXPECT_EQ(Status(), (Report{0, BundleLines(L"installed-valid", test::kSteppedBundleBytes), L""}));
 }
 
 TEST_F(CommandsBundleTest, StatusBundled_ObsRuns_AnswersAllTheSame) {
   const test::RunningProgram obs(elsewhere.path(), "obs64.exe");
-  EXPECT_EQ(Status(), (Report{0, L"state=installed-valid\nbytes=823\n", L""}));
+  EXPECT_EQ(Status(), (Report{0, BundleLines(L"installed-valid", test::kBundleBytes), L""}));
 }
 
 TEST_F(CommandsBundleTest, WriteBundledManifest_CompleteBundle_WritesItAndIsZero) {
@@ -75,7 +76,7 @@ TEST_F(CommandsBundleTest, WriteBundledManifest_CompleteBundle_WritesItAndIsZero
 }
 
 TEST_F(CommandsBundleTest, WriteBundledManifest_IncompleteBundle_FailsWithItsDetailAndTwo) {
-  Remove("data/locale/ko-KR.ini");
+  Remove(test::kFiles.back());
   EXPECT_EQ(
       RunWithoutTrace([] { return RunBundleCommand(L"--write-bundled-manifest"); }),
       (Report{2, L"", L"state=manifest-failed\ndetail=Cannot manifest an incomplete bundle\n"}));

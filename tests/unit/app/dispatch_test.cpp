@@ -113,7 +113,7 @@ TEST_F(DispatchTest, Dispatch_WordsThatAreNoCommand_IsUsage) {
 TEST_F(DispatchTest, Dispatch_StatusBundled_GoesToTheBundle) {
   test::WriteBundle(bundle, 'A');
   EXPECT_EQ(RunLine(2, L"--status-bundled"),
-            (Report{0, L"state=installed-valid\nbytes=823\n", L""}));
+            (Report{0, test::BundleLines(L"installed-valid", test::kBundleBytes), L""}));
 }
 
 TEST_F(DispatchTest, Dispatch_WriteBundledManifest_GoesToTheBundle) {

@@ -42,7 +42,8 @@ class BundleCheckEachFileTest : public testing::TestWithParam<std::size_t> {
   const Path file = bundle / test::kFiles[GetParam()];
 };
 
-INSTANTIATE_TEST_SUITE_P(All, BundleCheckEachFileTest, testing::Range<std::size_t>(0, 6));
+INSTANTIATE_TEST_SUITE_P(All, BundleCheckEachFileTest,
+                         testing::Range<std::size_t>(0, test::kFiles.size()));
 
 TEST_P(BundleCheckEachFileTest, InspectBundle_FileMissing_SaysSoWithTheSumSoFar) {
   ASSERT_TRUE(NativeDisk().RemoveAll(file));
@@ -93,19 +94,21 @@ TEST_P(BundleCheckEachFileTest, InspectBundle_FileAttributesUnreadable_IsNoLink)
   std::wstring detail = kUntouched;
   const CopyVerdict verdict = InspectBundle(bundle, &detail);
   EXPECT_TRUE(verdict.valid);
-  EXPECT_EQ(verdict.bytes, 111742u);
+  EXPECT_EQ(verdict.bytes, test::kSteppedBundleBytes);
   EXPECT_EQ(detail, kUntouched);
 }
 
 TEST_P(BundleCheckEachFileTest, InspectBundle_FileMissingAndAllLaterOnesEmpty_TheMissingOneWins) {
   ASSERT_TRUE(NativeDisk().RemoveAll(file));
-  for (std::size_t i = GetParam() + 1; i < 6; ++i) WriteFile(bundle / test::kFiles[i], "");
+  for (std::size_t i = GetParam() + 1; i < test::kFiles.size(); ++i) {
+    WriteFile(bundle / test::kFiles[i], "");
+  }
   ExpectStop(kMissing);
 }
 
 TEST_P(BundleCheckEachFileTest, InspectBundle_FileEmptyAndAllLaterOnesMissing_TheEmptyOneWins) {
   WriteFile(file, "");
-  for (std::size_t i = GetParam() + 1; i < 6; ++i) {
+  for (std::size_t i = GetParam() + 1; i < test::kFiles.size(); ++i) {
     ASSERT_TRUE(NativeDisk().RemoveAll(bundle / test::kFiles[i]));
   }
   ExpectStop(kEmpty);
@@ -118,13 +121,13 @@ TEST_P(BundleCheckEachFileTest, InspectBundle_FileCannotBeRead_HashDoesNotMatch)
   const CopyVerdict verdict = InspectBundle(bundle, &detail);
   EXPECT_TRUE(verdict.present);
   EXPECT_FALSE(verdict.valid);
-  EXPECT_EQ(verdict.bytes, 111111u);
+  EXPECT_EQ(verdict.bytes, test::kSteppedBytes);
   EXPECT_EQ(detail, L"Bundle file hash does not match manifest");
 }
 
 TEST(BundleCheckFilesTest, InspectBundle_RealLinkPutInAfterTheInspection_IsMissing) {
   if (test::RunsUnderWine()) GTEST_SKIP() << "a Unix link to a file does not show as one in Wine";
-  for (std::size_t i = 0; i < 6; ++i) {
+  for (std::size_t i = 0; i < test::kFiles.size(); ++i) {
     const TestFolder folder;
     test::WriteSteppedBundle(folder / "bundle");
     const Path file = folder / "bundle" / test::kFiles[i];
@@ -142,22 +145,26 @@ TEST(BundleCheckFilesTest, InspectBundle_RealLinkPutInAfterTheInspection_IsMissi
   }
 }
 
-TEST(BundleCheckFilesTest, InspectBundle_EmptyJapaneseFile_ReportsTheFirstFourSizes) {
+TEST(BundleCheckFilesTest, InspectBundle_EmptyJapaneseFile_ReportsTheSizesBeforeIt) {
   const TestFolder folder;
   test::WriteSteppedBundle(folder.path());
-  WriteFile(folder / "data/locale/ja-JP.ini", "");
+  constexpr auto kJapanese = "data/locale/ja-JP.ini";
+  WriteFile(folder / kJapanese, "");
   std::wstring detail;
-  EXPECT_EQ(InspectBundle(folder.path(), &detail).bytes, 1111u);
+  EXPECT_EQ(InspectBundle(folder.path(), &detail).bytes,
+            test::SteppedBytes(test::PlaceOf(kJapanese)));
   EXPECT_EQ(detail, L"A required plugin file is empty");
 }
 
 TEST(BundleCheckFilesTest, InspectBundle_TaiwaneseFileIsAFolder_IsMissing) {
   const TestFolder folder;
   test::WriteSteppedBundle(folder.path());
-  ASSERT_TRUE(NativeDisk().RemoveAll(folder / "data/locale/zh-TW.ini"));
-  MakeFolder(folder / "data/locale/zh-TW.ini");
+  constexpr auto kTaiwanese = "data/locale/zh-TW.ini";
+  ASSERT_TRUE(NativeDisk().RemoveAll(folder / kTaiwanese));
+  MakeFolder(folder / kTaiwanese);
   std::wstring detail;
-  EXPECT_EQ(InspectBundle(folder.path(), &detail).bytes, 11u);
+  EXPECT_EQ(InspectBundle(folder.path(), &detail).bytes,
+            test::SteppedBytes(test::PlaceOf(kTaiwanese)));
   EXPECT_EQ(detail, L"Bundle is missing a required plugin file");
 }
 

@@ -15,6 +15,9 @@ using test::Call;
 using test::FailEach;
 using test::FailNth;
 using test::FaultDisk;
+using test::kBundleBytes;
+using test::kSteppedBundleBytes;
+using test::kSteppedBytes;
 using test::kUntouched;
 using test::MakeFolder;
 using test::MakeFolderLink;
@@ -22,6 +25,9 @@ using test::TakeTree;
 using test::TestFolder;
 using test::Tree;
 using test::WriteFile;
+
+constexpr auto kLast = test::kFiles.back();
+constexpr std::size_t kLastPlace = test::kFiles.size() - 1;
 
 struct Answer {
   bool present;
@@ -66,24 +72,24 @@ class BundleCheckTest : public testing::Test {
 };
 
 TEST_F(BundleCheckTest, InspectBundle_CompleteBundle_IsValidWithAllSizesAndTheManifests) {
-  ExpectAnswer({true, true, 111742, kUntouched});
+  ExpectAnswer({true, true, kSteppedBundleBytes, kUntouched});
 }
 
-TEST_F(BundleCheckTest, InspectBundle_SixFilesOf32Bytes_Are823BytesWithTheManifest) {
+TEST_F(BundleCheckTest, InspectBundle_FilesOf32Bytes_AreCountedWithTheManifest) {
   test::WriteBundle(bundle, 'A');
-  ExpectAnswer({true, true, 823, kUntouched});
+  ExpectAnswer({true, true, kBundleBytes, kUntouched});
 }
 
-TEST_F(BundleCheckTest, WriteFixturePayload_WithA_IsValidWith823BytesAndAManifestOf631) {
+TEST_F(BundleCheckTest, WriteFixturePayload_WithA_IsValidWithAllBytesCounted) {
   EXPECT_TRUE(WriteFixturePayload(folder / "fixture", 'A'));
   test::WriteBundle(folder / "expected", 'A');
   EXPECT_EQ(TakeTree(folder / "fixture"), TakeTree(folder / "expected"));
-  EXPECT_EQ(NativeDisk().Size(folder / "fixture/manifest.sha256"), 631u);
-  EXPECT_EQ(Inspect(folder / "fixture"), (Answer{true, true, 823, kUntouched}));
+  EXPECT_EQ(NativeDisk().Size(folder / "fixture/manifest.sha256"), test::kManifestBytes);
+  EXPECT_EQ(Inspect(folder / "fixture"), (Answer{true, true, kBundleBytes, kUntouched}));
 }
 
 TEST_F(BundleCheckTest, InspectBundle_FolderWithTrailingSeparator_IsValid) {
-  EXPECT_EQ(Inspect(bundle / ""), (Answer{true, true, 111742, kUntouched}));
+  EXPECT_EQ(Inspect(bundle / ""), (Answer{true, true, kSteppedBundleBytes, kUntouched}));
 }
 
 TEST_F(BundleCheckTest, InspectBundle_MissingFolder_IsAbsentWithoutAMessage) {
@@ -162,7 +168,7 @@ TEST_F(BundleCheckTest, InspectBundle_FolderBelowALink_IsValid) {
   MakeFolder(folder / "parent");
   ASSERT_EQ(0, NativeDisk().Move(bundle, folder / "parent/bundle"));
   MakeFolderLink(folder / "parent", folder / "link");
-  EXPECT_EQ(Inspect(folder / "link/bundle"), (Answer{true, true, 111742, kUntouched}));
+  EXPECT_EQ(Inspect(folder / "link/bundle"), (Answer{true, true, kSteppedBundleBytes, kUntouched}));
 }
 
 TEST_F(BundleCheckTest, InspectBundle_LinkToAFolderInTheTree_BundleContainsAReparsePoint) {
@@ -188,15 +194,15 @@ TEST_F(BundleCheckTest, InspectBundle_EntryAfterAFailedStep_CouldNotInspectEvery
 TEST_F(BundleCheckTest, InspectBundle_FolderCannotBeListed_EndsTheInspectionWithSuccess) {
   FaultDisk disk;
   disk.fails = FailEach(Call::WalkOpen, bundle);
-  ExpectAnswer({true, true, 111742, kUntouched});
+  ExpectAnswer({true, true, kSteppedBundleBytes, kUntouched});
 }
 
 TEST_F(BundleCheckTest, InspectBundle_ExtraLocaleFile_IsValidAndTheFileIsNeitherHashedNorCounted) {
-  const Path extra = bundle / "data/locale/fr-FR.ini";
+  const Path extra = bundle / test::kExtraLocale;
   WriteFile(extra, "extra");
   WriteFile(bundle / "extra/empty", "");
   FaultDisk disk;
-  EXPECT_EQ(Inspect(bundle), (Answer{true, true, 111742, kUntouched}));
+  EXPECT_EQ(Inspect(bundle), (Answer{true, true, kSteppedBundleBytes, kUntouched}));
   for (const test::DiskCall& call : disk.calls) {
     const bool looked_at =
         call.path == extra && call.call != Call::IsReparsePoint && call.call != Call::WalkAdvance;
@@ -204,44 +210,44 @@ TEST_F(BundleCheckTest, InspectBundle_ExtraLocaleFile_IsValidAndTheFileIsNeither
   }
 }
 
-TEST_F(BundleCheckTest, InspectBundle_NoManifest_ManifestIsMissingAfterTheSixWereCounted) {
+TEST_F(BundleCheckTest, InspectBundle_NoManifest_ManifestIsMissingAfterTheFilesWereCounted) {
   Remove("manifest.sha256");
-  ExpectAnswer({true, false, 111111, L"Bundle integrity manifest is missing"});
+  ExpectAnswer({true, false, kSteppedBytes, L"Bundle integrity manifest is missing"});
 }
 
-TEST_F(BundleCheckTest, InspectBundle_ManifestOfElevenLines_IsInvalidWithTheSumOfTheSix) {
+TEST_F(BundleCheckTest, InspectBundle_ManifestWithALineMore_IsInvalidWithTheSumOfTheFiles) {
   const std::string manifest = test::ReadFile(bundle / "manifest.sha256");
   WriteFile(bundle / "manifest.sha256", manifest + "\n");
-  ExpectAnswer({true, false, 111111, L"Bundle integrity manifest is invalid"});
+  ExpectAnswer({true, false, kSteppedBytes, L"Bundle integrity manifest is invalid"});
 }
 
-TEST_F(BundleCheckTest, InspectBundle_BadManifestEntry_IsInvalidWithTheSumOfTheSix) {
+TEST_F(BundleCheckTest, InspectBundle_BadManifestEntry_IsInvalidWithTheSumOfTheFiles) {
   WriteFile(bundle / "manifest.sha256", test::ManifestText("short"));
-  ExpectAnswer({true, false, 111111, L"Bundle integrity manifest entry is invalid"});
+  ExpectAnswer({true, false, kSteppedBytes, L"Bundle integrity manifest entry is invalid"});
 }
 
-TEST_F(BundleCheckTest, InspectBundle_ChangedFile_HashDoesNotMatchWithTheSumOfTheSix) {
-  WriteFile(bundle / "data/locale/en-US.ini", "xxxxxxxxxy");
-  ExpectAnswer({true, false, 111111, L"Bundle file hash does not match manifest"});
+TEST_F(BundleCheckTest, InspectBundle_ChangedFile_HashDoesNotMatchWithTheSumOfTheFiles) {
+  WriteFile(bundle / "data/locale/en-US.ini", "y");
+  ExpectAnswer({true, false, kSteppedBytes, L"Bundle file hash does not match manifest"});
 }
 
 TEST_F(BundleCheckTest, InspectBundle_LargerFile_IsCountedWithItsRealSize) {
-  WriteFile(bundle / "data/locale/en-US.ini", "0123456789012");
-  ExpectAnswer({true, false, 111114, L"Bundle file hash does not match manifest"});
+  WriteFile(bundle / "data/locale/en-US.ini", "0123");
+  ExpectAnswer({true, false, kSteppedBytes + 3, L"Bundle file hash does not match manifest"});
 }
 
 TEST_F(BundleCheckTest, InspectBundle_ManifestSizeUnreadable_WrapsToOneLessWithoutAMessage) {
   FaultDisk disk;
   disk.fails = FailEach(Call::Size, bundle / "manifest.sha256");
-  ExpectAnswer({true, false, 111110, kUntouched});
+  ExpectAnswer({true, false, kSteppedBytes - 1, kUntouched});
 }
 
 TEST_F(BundleCheckTest, InspectBundle_BundleChangesBetweenTwoChecks_EachJudgesWhatIsThere) {
-  ExpectAnswer({true, true, 111742, kUntouched});
-  WriteFile(bundle / "data/locale/ko-KR.ini", "");
-  ExpectAnswer({true, false, 11111, L"A required plugin file is empty"});
+  ExpectAnswer({true, true, kSteppedBundleBytes, kUntouched});
+  WriteFile(bundle / kLast, "");
+  ExpectAnswer({true, false, test::SteppedBytes(kLastPlace), L"A required plugin file is empty"});
   test::WriteSteppedBundle(bundle);
-  ExpectAnswer({true, true, 111742, kUntouched});
+  ExpectAnswer({true, true, kSteppedBundleBytes, kUntouched});
 }
 
 // Pairs that fail together: the earlier check wins.
@@ -256,32 +262,32 @@ TEST_F(BundleCheckTest, InspectBundle_LinkInTheTreeAndMissingFile_TheLinkWins) {
 TEST_F(BundleCheckTest, InspectBundle_EmptyFileBeforeAMissingOne_TheEmptyOneWins) {
   WriteFile(bundle / "data/locale/en-US.ini", "");
   Remove("data/locale/zh-TW.ini");
-  ExpectAnswer({true, false, 1, L"A required plugin file is empty"});
+  ExpectAnswer({true, false, test::SteppedBytes(1), L"A required plugin file is empty"});
 }
 
 TEST_F(BundleCheckTest, InspectBundle_MissingFileBeforeAnEmptyOne_TheMissingOneWins) {
   Remove("data/locale/en-US.ini");
   WriteFile(bundle / "data/locale/zh-TW.ini", "");
-  ExpectAnswer({true, false, 1, L"Bundle is missing a required plugin file"});
+  ExpectAnswer({true, false, test::SteppedBytes(1), L"Bundle is missing a required plugin file"});
 }
 
 TEST_F(BundleCheckTest, InspectBundle_EmptyLastFileAndNoManifest_TheEmptyFileWins) {
-  WriteFile(bundle / "data/locale/ko-KR.ini", "");
+  WriteFile(bundle / kLast, "");
   Remove("manifest.sha256");
-  ExpectAnswer({true, false, 11111, L"A required plugin file is empty"});
+  ExpectAnswer({true, false, test::SteppedBytes(kLastPlace), L"A required plugin file is empty"});
 }
 
 TEST_F(BundleCheckTest, InspectBundle_ChangedLibraryAndEmptyLastFile_TheEmptyFileWins) {
-  WriteFile(bundle / "bin/64bit/k7k-obs-audio.dll", "y");
-  WriteFile(bundle / "data/locale/ko-KR.ini", "");
-  ExpectAnswer({true, false, 11111, L"A required plugin file is empty"});
+  WriteFile(bundle / "bin/64bit/k7k-obs-audio.dll", std::string(test::SteppedSize(0), 'y'));
+  WriteFile(bundle / kLast, "");
+  ExpectAnswer({true, false, test::SteppedBytes(kLastPlace), L"A required plugin file is empty"});
 }
 
 TEST_F(BundleCheckTest, InspectBundle_ChangedFileAndManifestSizeUnreadable_TheChangedFileWins) {
-  WriteFile(bundle / "data/locale/en-US.ini", "xxxxxxxxxy");
+  WriteFile(bundle / "data/locale/en-US.ini", "y");
   FaultDisk disk;
   disk.fails = FailEach(Call::Size, bundle / "manifest.sha256");
-  ExpectAnswer({true, false, 111111, L"Bundle file hash does not match manifest"});
+  ExpectAnswer({true, false, kSteppedBytes, L"Bundle file hash does not match manifest"});
 }
 
 }  // namespace

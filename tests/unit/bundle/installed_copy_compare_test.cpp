@@ -29,7 +29,7 @@ class InstalledCopyCompareTest : public testing::Test {
   void ExpectSame() const {
     std::uint64_t bytes = 7;
     EXPECT_TRUE(CompareInstalledFiles(bundle, installed, &bytes));
-    EXPECT_EQ(bytes, 111111u);
+    EXPECT_EQ(bytes, test::kSteppedBytes);
     EXPECT_TRUE(CompareInstalledFiles(bundle, installed, nullptr));
   }
 
@@ -50,7 +50,7 @@ class InstalledCopyCompareTest : public testing::Test {
   const Path installed = folder / "installed";
 };
 
-TEST_F(InstalledCopyCompareTest, CompareInstalledFiles_SameFiles_StoresTheSumOfTheSix) {
+TEST_F(InstalledCopyCompareTest, CompareInstalledFiles_SameFiles_StoresTheSumOfTheFiles) {
   ExpectSame();
 }
 
@@ -63,8 +63,8 @@ TEST_F(InstalledCopyCompareTest, CompareInstalledFiles_ManifestsDifferOrAreMissi
 }
 
 TEST_F(InstalledCopyCompareTest, CompareInstalledFiles_ExtraFiles_AreNotCompared) {
-  WriteFile(installed / "data/locale/fr-FR.ini", "extra");
-  WriteFile(bundle / "data/locale/de-DE.ini", "extra");
+  WriteFile(installed / test::kExtraLocale, "extra");
+  WriteFile(bundle / "data/locale/extra.ini", "extra");
   ExpectSame();
 }
 
@@ -87,7 +87,7 @@ TEST_F(InstalledCopyCompareTest, CompareInstalledFiles_NothingOnBothSides_Differ
 TEST_F(InstalledCopyCompareTest, CompareInstalledFiles_SameFolder_IsTheSame) {
   std::uint64_t bytes = 7;
   EXPECT_TRUE(CompareInstalledFiles(bundle, bundle, &bytes));
-  EXPECT_EQ(bytes, 111111u);
+  EXPECT_EQ(bytes, test::kSteppedBytes);
 }
 
 TEST_F(InstalledCopyCompareTest, CompareInstalledFiles_ThirdFileDiffers_NothingAfterItIsLookedAt) {
@@ -95,12 +95,12 @@ TEST_F(InstalledCopyCompareTest, CompareInstalledFiles_ThirdFileDiffers_NothingA
   FaultDisk disk;
   EXPECT_FALSE(CompareInstalledFiles(bundle, installed, nullptr));
   for (const test::DiskCall& call : disk.calls) {
-    for (std::size_t i = 3; i < 6; ++i) {
+    for (std::size_t i = 3; i < test::kFiles.size(); ++i) {
       EXPECT_NE(call.path, bundle / test::kFiles[i]);
       EXPECT_NE(call.path, installed / test::kFiles[i]);
     }
   }
-  EXPECT_EQ(disk.Count(Call::OpenInput), 6);
+  EXPECT_EQ(disk.Count(Call::OpenInput), 6);  // three pairs
 }
 
 TEST_F(InstalledCopyCompareTest, CompareInstalledFiles_SourceFiles_AreHashedAndNotAskedForStatus) {
@@ -131,7 +131,8 @@ class InstalledCopyCompareEachTest : public InstalledCopyCompareTest,
   const Path target = installed / test::kFiles[GetParam()];
 };
 
-INSTANTIATE_TEST_SUITE_P(All, InstalledCopyCompareEachTest, testing::Range<std::size_t>(0, 6));
+INSTANTIATE_TEST_SUITE_P(All, InstalledCopyCompareEachTest,
+                         testing::Range<std::size_t>(0, test::kFiles.size()));
 
 TEST_P(InstalledCopyCompareEachTest, CompareInstalledFiles_TargetMissing_Differ) {
   Remove(target);

@@ -20,29 +20,24 @@ using test::TestFolder;
 using test::Tree;
 using test::WriteFile;
 
-// Where each required file lies in the portable target of these tests.
-constexpr std::array<const char*, 6> kTargets{
-    "target/any name",
-    "target/data/locale/en-US.ini",
-    "target/data/locale/zh-TW.ini",
-    "target/data/locale/zh-CN.ini",
-    "target/data/locale/ja-JP.ini",
-    "target/data/locale/ko-KR.ini",
-};
+// Where a required file lies in the portable target of these tests.
+std::string TargetOf(std::size_t place) {
+  return place == 0 ? "target/any name" : std::string("target/") + test::kFiles[place];
+}
 
 class InstalledCopyPortableTest : public testing::Test {
  protected:
   void SetUp() override {
     test::WriteSteppedBundle(bundle);
-    for (std::size_t i = 0; i < 6; ++i) {
-      WriteFile(folder / kTargets[i], ReadFile(bundle / test::kFiles[i]));
+    for (std::size_t i = 0; i < test::kFiles.size(); ++i) {
+      WriteFile(folder / TargetOf(i), ReadFile(bundle / test::kFiles[i]));
     }
   }
 
   void ExpectSame() const {
     std::uint64_t bytes = 7;
     EXPECT_TRUE(ComparePortableFiles(bundle, library, data, &bytes));
-    EXPECT_EQ(bytes, 111111u);
+    EXPECT_EQ(bytes, test::kSteppedBytes);
     EXPECT_TRUE(ComparePortableFiles(bundle, library, data, nullptr));
   }
 
@@ -63,7 +58,7 @@ class InstalledCopyPortableTest : public testing::Test {
   const Path data = folder / "target/data";
 };
 
-TEST_F(InstalledCopyPortableTest, ComparePortableFiles_SameFiles_StoresTheSumOfTheSix) {
+TEST_F(InstalledCopyPortableTest, ComparePortableFiles_SameFiles_StoresTheSumOfTheFiles) {
   ExpectSame();
 }
 
@@ -77,7 +72,7 @@ TEST_F(InstalledCopyPortableTest, ComparePortableFiles_KoreanFileMissing_Differ)
 }
 
 TEST_F(InstalledCopyPortableTest, ComparePortableFiles_ExtraLocaleFile_IsTheSame) {
-  WriteFile(data / "locale/fr-FR.ini", "extra");
+  WriteFile(data / test::BelowData(test::kExtraLocale), "extra");
   ExpectSame();
 }
 
@@ -92,7 +87,7 @@ TEST_F(InstalledCopyPortableTest,
   ASSERT_EQ(0, NativeDisk().Move(library, folder / "elsewhere.bin"));
   std::uint64_t bytes = 7;
   EXPECT_TRUE(ComparePortableFiles(bundle, folder / "elsewhere.bin", data, &bytes));
-  EXPECT_EQ(bytes, 111111u);
+  EXPECT_EQ(bytes, test::kSteppedBytes);
 }
 
 TEST_F(InstalledCopyPortableTest, ComparePortableFiles_LocaleFilesBelowDataTwice_Differ) {
@@ -122,10 +117,11 @@ class InstalledCopyPortableEachTest : public InstalledCopyPortableTest,
                                       public testing::WithParamInterface<std::size_t> {
  protected:
   const Path source = bundle / test::kFiles[GetParam()];
-  const Path target = folder / kTargets[GetParam()];
+  const Path target = folder / TargetOf(GetParam());
 };
 
-INSTANTIATE_TEST_SUITE_P(All, InstalledCopyPortableEachTest, testing::Range<std::size_t>(0, 6));
+INSTANTIATE_TEST_SUITE_P(All, InstalledCopyPortableEachTest,
+                         testing::Range<std::size_t>(0, test::kFiles.size()));
 
 TEST_P(InstalledCopyPortableEachTest, ComparePortableFiles_TargetMissing_Differ) {
   Remove(target);

@@ -61,26 +61,26 @@ TEST_F(InstalledCopyTest, PluginFolderIn_AnyParent_IsTheJoinAlone) {
   EXPECT_EQ(PluginFolderIn(""), Path("k7k-obs-audio"));
 }
 
-TEST_F(InstalledCopyTest, CheckInstalledCopy_SameCopy_IsValidWith192BytesAndNoMessage) {
-  ExpectVerdict(true, true, 192, kUntouched);
+TEST_F(InstalledCopyTest, CheckInstalledCopy_SameCopy_IsValidWithTheBytesOfItsFilesAndNoMessage) {
+  ExpectVerdict(true, true, test::kFilesBytes, kUntouched);
 }
 
-TEST_F(InstalledCopyTest, CheckInstalledCopy_FilesOfSixSizes_CountsThemWithoutTheManifest) {
+TEST_F(InstalledCopyTest, CheckInstalledCopy_FilesOfManySizes_CountsThemWithoutTheManifest) {
   test::WriteSteppedBundle(bundle);
   test::WriteSteppedBundle(installed);
-  ExpectVerdict(true, true, 111111, kUntouched);
+  ExpectVerdict(true, true, test::kSteppedBytes, kUntouched);
 }
 
 TEST_F(InstalledCopyTest, CheckInstalledCopy_ExtraFileInTheCopy_IsValid) {
-  WriteFile(installed / "data/locale/fr-FR.ini", "extra");
-  ExpectVerdict(true, true, 192, kUntouched);
+  WriteFile(installed / test::kExtraLocale, "extra");
+  ExpectVerdict(true, true, test::kFilesBytes, kUntouched);
 }
 
 TEST_F(InstalledCopyTest, CheckInstalledCopy_ManifestsWithOtherLineEnds_AreNotCompared) {
   std::string manifest = test::ManifestText(test::kDigestOfA);
   manifest.pop_back();
   WriteFile(installed / "manifest.sha256", manifest);
-  ExpectVerdict(true, true, 192, kUntouched);
+  ExpectVerdict(true, true, test::kFilesBytes, kUntouched);
 }
 
 TEST_F(InstalledCopyTest, CheckInstalledCopy_NoPluginFolder_IsNotInstalledWithoutAMessage) {
@@ -147,7 +147,7 @@ TEST_F(InstalledCopyTest, CheckInstalledCopy_PluginFolderIsADanglingLink_IsNotIn
 TEST_F(InstalledCopyTest, CheckInstalledCopy_PluginParentIsALink_IsFollowed) {
   ASSERT_EQ(0, NativeDisk().Move(folder / "plugins", folder / "real"));
   MakeFolderLink(folder / "real", folder / "plugins");
-  ExpectVerdict(true, true, 192, kUntouched);
+  ExpectVerdict(true, true, test::kFilesBytes, kUntouched);
 }
 
 TEST_F(InstalledCopyTest, CheckInstalledCopy_LinkInTheCopy_IsInvalid) {
@@ -177,10 +177,9 @@ TEST_F(InstalledCopyTest, CheckInstalledCopy_CopyOfAnotherBundle_FilesDiffer) {
 }
 
 TEST_F(InstalledCopyTest, CheckInstalledCopy_OneFileChangedWithItsManifest_FilesDiffer) {
-  for (std::size_t i = 0; i < 6; ++i) {
+  for (std::size_t i = 0; i < test::kFiles.size(); ++i) {
     test::WriteBundle(installed, 'A');
-    test::Digests digests;
-    digests.fill(test::kDigestOfA);
+    test::Digests digests = test::DigestOfEach(test::kDigestOfA);
     digests[i] = test::kDigestOfB;
     WriteFile(installed / test::kFiles[i], std::string(32, 'B'));
     WriteFile(installed / "manifest.sha256", test::ManifestText(digests));

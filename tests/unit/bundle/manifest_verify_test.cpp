@@ -13,12 +13,20 @@ namespace {
 using test::Call;
 using test::FailEach;
 using test::FaultDisk;
+using test::kFirstEntry;
 using test::kInvalid;
 using test::kMissing;
 using test::MakeFolder;
 using test::WithEnds;
 
-class ManifestVerifyTest : public test::ManifestLinesTest {};
+class ManifestVerifyTest : public test::ManifestLinesTest {
+ protected:
+  // A header line with another digit in its last place.
+  static std::string WithOtherEnd(std::string line) {
+    line.back() = line.back() == '9' ? '8' : static_cast<char>(line.back() + 1);
+    return line;
+  }
+};
 
 TEST_F(ManifestVerifyTest, VerifyManifest_AsWritten_Verifies) { ExpectVerified(WithEnds(lines)); }
 
@@ -84,8 +92,8 @@ TEST_F(ManifestVerifyTest, VerifyManifest_ReadErrorInTheMiddle_IsInvalid) {
   ExpectRefused(kInvalid);
 }
 
-TEST_F(ManifestVerifyTest, VerifyManifest_ReadErrorAfterTenGoodLines_IsInvalid) {
-  test::BreakingDisk disk(manifest, 631);
+TEST_F(ManifestVerifyTest, VerifyManifest_ReadErrorAfterTheLastLine_IsInvalid) {
+  test::BreakingDisk disk(manifest, test::kManifestBytes);
   ExpectRefused(kInvalid);
 }
 
@@ -96,33 +104,33 @@ TEST_F(ManifestVerifyTest, VerifyManifest_OneEmptyLineMoreAtTheEnd_IsInvalid) {
   ExpectRefused(WithEnds(lines, "\r\n") + "\r\n", kInvalid);
 }
 
-TEST_F(ManifestVerifyTest, VerifyManifest_LoneCarriageReturnAfterTheLastLine_IsAnEleventhLine) {
+TEST_F(ManifestVerifyTest, VerifyManifest_LoneCarriageReturnAfterTheLastLine_IsALineMore) {
   ExpectRefused(WithEnds(lines) + "\r", kInvalid);
 }
 
-TEST_F(ManifestVerifyTest, VerifyManifest_ElevenEntriesAndAll_IsInvalid) {
-  lines.push_back(std::string(64, 'a') + "  data/locale/fr-FR.ini");
+TEST_F(ManifestVerifyTest, VerifyManifest_OneEntryMore_IsInvalid) {
+  lines.push_back(Entry(test::kExtraLocale));
   ExpectRefused(WithEnds(lines), kInvalid);
 }
 
 TEST_F(ManifestVerifyTest, VerifyManifest_LineMissing_IsInvalid) {
-  for (std::size_t i = 0; i < 10; ++i) {
-    std::vector<std::string> nine = lines;
-    nine.erase(nine.begin() + static_cast<std::ptrdiff_t>(i));
-    ExpectRefused(WithEnds(nine), kInvalid);
+  for (std::size_t i = 0; i < lines.size(); ++i) {
+    std::vector<std::string> fewer = lines;
+    fewer.erase(fewer.begin() + static_cast<std::ptrdiff_t>(i));
+    ExpectRefused(WithEnds(fewer), kInvalid);
   }
 }
 
 TEST_F(ManifestVerifyTest, VerifyManifest_EmptyLineBetween_IsInvalid) {
-  for (std::size_t i = 0; i <= 10; ++i) {
-    std::vector<std::string> eleven = lines;
-    eleven.insert(eleven.begin() + static_cast<std::ptrdiff_t>(i), "");
-    ExpectRefused(WithEnds(eleven), kInvalid);
+  for (std::size_t i = 0; i <= lines.size(); ++i) {
+    std::vector<std::string> more = lines;
+    more.insert(more.begin() + static_cast<std::ptrdiff_t>(i), "");
+    ExpectRefused(WithEnds(more), kInvalid);
   }
 }
 
-TEST_F(ManifestVerifyTest, VerifyManifest_TenEmptyLines_IsInvalid) {
-  ExpectRefused(std::string(10, '\n'), kInvalid);
+TEST_F(ManifestVerifyTest, VerifyManifest_AsManyEmptyLines_IsInvalid) {
+  ExpectRefused(std::string(lines.size(), '\n'), kInvalid);
 }
 
 TEST_F(ManifestVerifyTest, VerifyManifest_AllOnOneLine_IsInvalid) {
@@ -135,24 +143,28 @@ TEST_F(ManifestVerifyTest, VerifyManifest_ByteOrderMark_IsInvalid) {
 }
 
 TEST_F(ManifestVerifyTest, VerifyManifest_OtherConnectorVersion_IsInvalid) {
-  for (const char* version : {"1.0.3.1", "1.0.3", "1.0.3.00", "01.0.3.0", ""}) {
-    lines[1] = std::string("connector-version=") + version;
+  const std::string line = lines[1];
+  const std::size_t version = line.find('=') + 1;
+  for (const std::string& other :
+       {WithOtherEnd(line), line.substr(0, line.rfind('.')), line + "0",
+        std::string(line).insert(version, "0"), line.substr(0, version)}) {
+    lines[1] = other;
     ExpectRefused(WithEnds(lines), kInvalid);
   }
 }
 
 TEST_F(ManifestVerifyTest, VerifyManifest_OtherProtocolVersion_IsInvalid) {
-  lines[2] = "protocol-version=2";
+  lines[2] = WithOtherEnd(lines[2]);
   ExpectRefused(WithEnds(lines), kInvalid);
 }
 
 TEST_F(ManifestVerifyTest, VerifyManifest_OtherRangeOfObsVersions_IsInvalid) {
-  lines[3] = "obs-major-range=29-33";
+  lines[3] = WithOtherEnd(lines[3]);
   ExpectRefused(WithEnds(lines), kInvalid);
 }
 
 TEST_F(ManifestVerifyTest, VerifyManifest_OtherFormatName_IsInvalid) {
-  lines[0] = "K7K_OBS_CONNECTOR_MANIFEST_V2";
+  lines[0] = WithOtherEnd(lines[0]);
   ExpectRefused(WithEnds(lines), kInvalid);
 }
 
@@ -163,7 +175,7 @@ TEST_F(ManifestVerifyTest, VerifyManifest_HeaderLineAlmostTheSame_IsInvalid) {
     changed[i] = text;
     ExpectRefused(WithEnds(changed), kInvalid);
   };
-  for (std::size_t i = 0; i < 4; ++i) {
+  for (std::size_t i = 0; i < kFirstEntry; ++i) {
     refuse(i, lines[i] + " ");
     refuse(i, " " + lines[i]);
     refuse(i, lines[i].substr(1));
@@ -178,7 +190,7 @@ TEST_F(ManifestVerifyTest, VerifyManifest_HeaderLineAlmostTheSame_IsInvalid) {
 }
 
 TEST_F(ManifestVerifyTest, VerifyManifest_HeaderLinesInAnotherOrder_IsInvalid) {
-  for (std::size_t i = 0; i < 4; ++i) {
+  for (std::size_t i = 0; i < kFirstEntry; ++i) {
     std::vector<std::string> swapped = lines;
     std::swap(swapped[i], swapped[i + 1]);
     ExpectRefused(WithEnds(swapped), kInvalid);
@@ -195,7 +207,7 @@ TEST_F(ManifestVerifyTest, VerifyManifest_NoLineEndAnywhere_IsInvalid) {
 }
 
 TEST_F(ManifestVerifyTest, VerifyManifest_NulBytesAlone_IsInvalid) {
-  ExpectRefused(std::string(631, '\0'), kInvalid);
+  ExpectRefused(std::string(test::kManifestBytes, '\0'), kInvalid);
 }
 
 TEST_F(ManifestVerifyTest, VerifyManifest_EndMarkOfTextModeInALine_IsNotTheEnd) {
@@ -205,24 +217,24 @@ TEST_F(ManifestVerifyTest, VerifyManifest_EndMarkOfTextModeInALine_IsNotTheEnd) 
 // Pairs that fail together: the earlier check wins.
 
 TEST_F(ManifestVerifyTest, VerifyManifest_BadHeaderAndBadEntry_TheHeaderWins) {
-  lines[3] = "obs-major-range=29-33";
+  lines[3] = WithOtherEnd(lines[3]);
   lines[4] = "not an entry";
   ExpectRefused(WithEnds(lines), kInvalid);
 }
 
-TEST_F(ManifestVerifyTest, VerifyManifest_ElevenLinesAndBadEntry_TheCountWins) {
+TEST_F(ManifestVerifyTest, VerifyManifest_LineTooManyAndBadEntry_TheCountWins) {
   lines[4] = "not an entry";
   ExpectRefused(WithEnds(lines) + "\n", kInvalid);
 }
 
 TEST_F(ManifestVerifyTest, VerifyManifest_BadHeaderAndChangedFile_TheHeaderWins) {
   test::WriteFile(bundle / "data/locale/ko-KR.ini", "changed");
-  lines[1] = "connector-version=1.0.3.1";
+  lines[1] = WithOtherEnd(lines[1]);
   ExpectRefused(WithEnds(lines), kInvalid);
 }
 
 TEST_F(ManifestVerifyTest, VerifyManifest_BadHeader_NoFileIsHashed) {
-  lines[1] = "connector-version=1.0.3.1";
+  lines[1] = WithOtherEnd(lines[1]);
   WriteManifestFile(WithEnds(lines));
   FaultDisk disk;
   EXPECT_FALSE(VerifyManifest(bundle, nullptr));

@@ -24,7 +24,8 @@ class ManifestWriteFilesTest : public test::ManifestWriteTestBase,
   const Path file = bundle / test::kFiles[GetParam()];
 };
 
-INSTANTIATE_TEST_SUITE_P(All, ManifestWriteFilesTest, testing::Range<std::size_t>(0, 6));
+INSTANTIATE_TEST_SUITE_P(All, ManifestWriteFilesTest,
+                         testing::Range<std::size_t>(0, test::kFiles.size()));
 
 TEST_P(ManifestWriteFilesTest, WriteManifest_FileMissing_IsAnIncompleteBundle) {
   Remove(test::kFiles[GetParam()]);

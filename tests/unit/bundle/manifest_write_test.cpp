@@ -15,6 +15,7 @@ namespace {
 using test::Call;
 using test::FailEach;
 using test::FaultDisk;
+using test::kDigestOfA;
 using test::kIncomplete;
 using test::kNotCreated;
 using test::kNotFinished;
@@ -29,68 +30,52 @@ using test::WriteFile;
 
 class ManifestWriteTest : public test::ManifestWriteTestBase {};
 
-TEST_F(ManifestWriteTest, WriteManifest_CompleteBundle_WritesTheTenLinesWithLineFeedsAlone) {
+TEST_F(ManifestWriteTest, WriteManifest_CompleteBundle_WritesTheLinesWithLineFeedsAlone) {
   Remove("manifest.sha256");
-  ExpectWritten(
-      "K7K_OBS_CONNECTOR_MANIFEST_V1\n"
-      "connector-version=1.0.3.0\n"
-      "protocol-version=1\n"
-      "obs-major-range=29-32\n"
-      "22a48051594c1949deed7040850c1f0f8764537f5191be56732d16a54c1d8153"
-      "  bin/64bit/k7k-obs-audio.dll\n"
-      "22a48051594c1949deed7040850c1f0f8764537f5191be56732d16a54c1d8153"
-      "  data/locale/en-US.ini\n"
-      "22a48051594c1949deed7040850c1f0f8764537f5191be56732d16a54c1d8153"
-      "  data/locale/zh-TW.ini\n"
-      "22a48051594c1949deed7040850c1f0f8764537f5191be56732d16a54c1d8153"
-      "  data/locale/zh-CN.ini\n"
-      "22a48051594c1949deed7040850c1f0f8764537f5191be56732d16a54c1d8153"
-      "  data/locale/ja-JP.ini\n"
-      "22a48051594c1949deed7040850c1f0f8764537f5191be56732d16a54c1d8153"
-      "  data/locale/ko-KR.ini\n");
-  EXPECT_EQ(NativeDisk().Size(manifest), 631u);
+  ExpectWritten(test::ManifestText(kDigestOfA));
+  EXPECT_EQ(NativeDisk().Size(manifest), test::kManifestBytes);
 }
 
-TEST_F(ManifestWriteTest, WriteManifest_FilesOfSixContents_RecordsEachDigestAtItsPath) {
+TEST_F(ManifestWriteTest, WriteManifest_FilesThatDiffer_RecordsEachDigestAtItsPath) {
   test::WriteSteppedBundle(bundle);
   const std::string expected = ReadFile(manifest);
   Remove("manifest.sha256");
   ExpectWritten(expected);
-  EXPECT_EQ(NativeDisk().Size(manifest), 631u);
+  EXPECT_EQ(NativeDisk().Size(manifest), test::kManifestBytes);
 }
 
 TEST_F(ManifestWriteTest, WriteManifest_NullDetail_Writes) {
   Remove("manifest.sha256");
   EXPECT_TRUE(WriteManifest(bundle, nullptr));
-  EXPECT_EQ(ReadFile(manifest), test::ManifestText(test::kDigestOfA));
+  EXPECT_EQ(ReadFile(manifest), test::ManifestText(kDigestOfA));
 }
 
 TEST_F(ManifestWriteTest, WriteManifest_LongerManifestThere_IsReplacedWholly) {
   WriteFile(manifest, std::string(5000, '#'));
-  ExpectWritten(test::ManifestText(test::kDigestOfA));
+  ExpectWritten(test::ManifestText(kDigestOfA));
 }
 
 TEST_F(ManifestWriteTest, WriteManifest_Twice_GivesTheSameFileAndNothingElse) {
   const Tree before = TakeTree(folder.path());
-  ExpectWritten(test::ManifestText(test::kDigestOfA));
-  ExpectWritten(test::ManifestText(test::kDigestOfA));
+  ExpectWritten(test::ManifestText(kDigestOfA));
+  ExpectWritten(test::ManifestText(kDigestOfA));
   EXPECT_EQ(TakeTree(folder.path()), before);
 }
 
 TEST_F(ManifestWriteTest, WriteManifest_EmptyLocaleFile_SucceedsAndTheBundleCheckRefusesTheBundle) {
   WriteFile(bundle / "data/locale/zh-CN.ini", "");
-  ExpectWritten(
-      test::ManifestText({test::kDigestOfA, test::kDigestOfA, test::kDigestOfA,
-                          "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855",
-                          test::kDigestOfA, test::kDigestOfA}));
+  test::Digests digests = test::DigestOfEach(kDigestOfA);
+  digests[test::PlaceOf("data/locale/zh-CN.ini")] =
+      "e3b0c44298fc1c149afbf4c8996fb92427ae41e4649b934ca495991b7852b855";
+  ExpectWritten(test::ManifestText(digests));
   std::wstring detail;
   EXPECT_FALSE(InspectBundle(bundle, &detail).valid);
   EXPECT_EQ(detail, L"A required plugin file is empty");
 }
 
 TEST_F(ManifestWriteTest, WriteManifest_ExtraFiles_AreNotListed) {
-  WriteFile(bundle / "data/locale/fr-FR.ini", "extra");
-  ExpectWritten(test::ManifestText(test::kDigestOfA));
+  WriteFile(bundle / test::kExtraLocale, "extra");
+  ExpectWritten(test::ManifestText(kDigestOfA));
 }
 
 TEST_F(ManifestWriteTest, WriteManifest_Files_AreHashedInTheirOrderBeforeTheManifestIsOpened) {
@@ -171,7 +156,7 @@ TEST_F(ManifestWriteTest, WriteManifest_WriteError_CouldNotFinishAndWhatIsLeftNe
     EXPECT_EQ(detail, kNotFinished);
     EXPECT_FALSE(WriteManifest(bundle, nullptr));
   }
-  EXPECT_LT(NativeDisk().Size(manifest), 631u);
+  EXPECT_LT(NativeDisk().Size(manifest), test::kManifestBytes);
   EXPECT_FALSE(VerifyManifest(bundle, &detail));
   EXPECT_EQ(detail, L"Bundle integrity manifest is invalid");
 }
@@ -207,7 +192,7 @@ TEST_F(ManifestWriteTest, WriteManifest_LinkInTheTreeAndMissingFile_TheLinkWins)
 }
 
 TEST_F(ManifestWriteTest, WriteManifest_MissingLastFileAndManifestIsAFolder_TheFileWins) {
-  Remove("data/locale/ko-KR.ini");
+  Remove(test::kFiles.back());
   Remove("manifest.sha256");
   MakeFolder(manifest);
   ExpectRefused(kIncomplete);
@@ -231,7 +216,7 @@ TEST_F(ManifestWriteTest, WriteManifest_FileCannotBeHashedAndManifestNotOpened_T
   FaultDisk disk;
   disk.fails = [&](const test::DiskCall& call) {
     return call.call == Call::OpenOutput ||
-           (call.call == Call::Read && call.path == bundle / "data/locale/ko-KR.ini");
+           (call.call == Call::Read && call.path == bundle / test::kFiles.back());
   };
   ExpectRefused(kNotHashed);
 }

@@ -18,9 +18,9 @@ using test::MakeFolder;
 using test::TestFolder;
 using test::WriteFile;
 
-TEST(RequiredFilesTest, RequiredFiles_AreTheSixInTheirOrderInBothForms) {
-  ASSERT_EQ(RequiredFiles.size(), 6u);
-  for (std::size_t i = 0; i < 6; ++i) {
+TEST(RequiredFilesTest, RequiredFiles_AreThoseOfTheListInItsOrderInBothForms) {
+  ASSERT_EQ(RequiredFiles.size(), test::kFiles.size());
+  for (std::size_t i = 0; i < test::kFiles.size(); ++i) {
     const std::string text = test::kFiles[i];
     EXPECT_EQ(RequiredFiles[i].key, text);
     EXPECT_EQ(RequiredFiles[i].path, std::wstring(text.begin(), text.end()));

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "bundle/bundle_check.h"
+#include "support/bundles.h"
 #include "support/fault_disk.h"
 #include "support/test_tree.h"
 
@@ -22,12 +23,7 @@ using test::TestFolder;
 using test::Tree;
 using test::WriteFile;
 
-// What sha256sum prints for 32 times the letter "A".
-const std::string kDigestOfA = "22a48051594c1949deed7040850c1f0f8764537f5191be56732d16a54c1d8153";
-
-const std::vector<std::string> kFiles{"bin/64bit/k7k-obs-audio.dll", "data/locale/en-US.ini",
-                                      "data/locale/zh-TW.ini",       "data/locale/zh-CN.ini",
-                                      "data/locale/ja-JP.ini",       "data/locale/ko-KR.ini"};
+const std::vector<std::string> kFiles(test::kFiles.begin(), test::kFiles.end());
 
 std::vector<std::string> OpenedForWriting(const FaultDisk& disk, const Path& folder) {
   std::vector<std::string> names;
@@ -143,32 +139,25 @@ TEST(FixturesReadFirstByteTest, FileCannotBeOpened_GivesZero) {
   EXPECT_EQ(ReadFirstByte(folder / "file"), 0);
 }
 
-TEST(FixturesWritePayloadTest, LetterA_MakesSixFilesOf32BytesAndAManifestOf631) {
+TEST(FixturesWritePayloadTest, LetterA_MakesTheFilesOf32BytesAndTheirManifest) {
   const TestFolder folder;
   EXPECT_TRUE(WriteFixturePayload(folder / "payload", 'A'));
 
-  std::string manifest =
-      "K7K_OBS_CONNECTOR_MANIFEST_V1\n"
-      "connector-version=1.0.3.0\n"
-      "protocol-version=1\n"
-      "obs-major-range=29-32\n";
   Tree expected{{"bin", "folder"}, {"bin/64bit", "folder"}, {"data", "folder"}};
   expected["data/locale"] = "folder";
   for (const std::string& file : kFiles) {
     expected[file] = "file " + std::string(32, 'A');
-    manifest += kDigestOfA + "  " + file + "\n";
   }
-  EXPECT_EQ(manifest.size(), 631U);
-  expected["manifest.sha256"] = "file " + manifest;
+  expected["manifest.sha256"] = "file " + test::ManifestText(test::kDigestOfA);
   EXPECT_EQ(TakeTree(folder / "payload"), expected);
 }
 
-TEST(FixturesWritePayloadTest, LetterA_PassesTheBundleCheckWith823Bytes) {
+TEST(FixturesWritePayloadTest, LetterA_PassesTheBundleCheckWithAllItsBytes) {
   const TestFolder folder;
   EXPECT_TRUE(WriteFixturePayload(folder / "payload", 'A'));
   const CopyVerdict verdict = InspectBundle(folder / "payload", nullptr);
   EXPECT_TRUE(verdict.valid);
-  EXPECT_EQ(verdict.bytes, 823U);
+  EXPECT_EQ(verdict.bytes, test::kBundleBytes);
 }
 
 TEST(FixturesWritePayloadTest, OtherPayloadThere_IsReplacedWholly) {

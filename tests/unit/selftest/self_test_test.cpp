@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "fs/process_clock.h"
+#include "support/bundle_facts.h"
 #include "support/platform.h"
 #include "support/self_test_fixture.h"
 
@@ -74,9 +75,7 @@ TEST_F(SelfTestTest, Fixtures_AreThoseOfTheScenarios) {
   const Tree root = TakeTree(temporary / TestRootName());
   Tree a;
   for (const char* parent : {"bin", "bin/64bit", "data", "data/locale"}) a[parent] = "folder";
-  for (const char* file :
-       {"bin/64bit/k7k-obs-audio.dll", "data/locale/en-US.ini", "data/locale/zh-TW.ini",
-        "data/locale/zh-CN.ini", "data/locale/ja-JP.ini", "data/locale/ko-KR.ini"}) {
+  for (const char* file : kFiles) {
     a[file] = "file " + std::string(32, 'A');
     EXPECT_EQ(root.at(std::string("payload-b/") + file), "file " + std::string(32, 'B'));
   }

@@ -65,7 +65,7 @@ class PortableTargetStatusTest : public testing::Test {
   void ExpectInvalid(const std::wstring& message) const {
     ExpectSteadyStatus(true, false, 0, message);
   }
-  void ExpectValid() const { ExpectSteadyStatus(true, true, 192, kUntouched); }
+  void ExpectValid() const { ExpectSteadyStatus(true, true, test::kFilesBytes, kUntouched); }
 
   static void Remove(const Path& path) { ASSERT_TRUE(NativeDisk().RemoveAll(path)); }
 
@@ -80,7 +80,8 @@ TEST_F(PortableTargetStatusTest, GetPortableStatus_NeitherPiece_IsNotInstalledWi
   ExpectNotInstalled(kUntouched);
 }
 
-TEST_F(PortableTargetStatusTest, GetPortableStatus_BothPiecesLikeTheBundle_IsValidWith192Bytes) {
+TEST_F(PortableTargetStatusTest,
+       GetPortableStatus_BothPiecesLikeTheBundle_IsValidWithTheBytesOfTheFiles) {
   WritePlugin();
   ExpectValid();
 }
@@ -92,7 +93,7 @@ TEST_F(PortableTargetStatusTest, GetPortableStatus_RootWithTrailingSeparator_IsV
 
 TEST_F(PortableTargetStatusTest, GetPortableStatus_ExtraLocaleFile_IsValid) {
   WritePlugin();
-  WriteFile(data / "locale/fr-FR.ini", "extra");
+  WriteFile(data / test::BelowData(test::kExtraLocale), "extra");
   ExpectValid();
 }
 

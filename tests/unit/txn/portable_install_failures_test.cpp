@@ -1,6 +1,7 @@
 // What goes wrong with an install into a portable OBS that held an older plugin, step by step.
 #include <gtest/gtest.h>
 
+#include "support/bundle_facts.h"
 #include "support/platform.h"
 #include "support/txn_fixture.h"
 
@@ -24,9 +25,7 @@ class PortableInstallFailuresTest : public testing::Test, protected PortableTarg
   static void PlantData(const Path& to) {
     NativeDisk().CreateFolder(to);
     NativeDisk().CreateFolder(to / "locale");
-    for (const char* file : {"en-US.ini", "zh-TW.ini", "zh-CN.ini", "ja-JP.ini", "ko-KR.ini"}) {
-      Plant(to / "locale" / file, std::string(32, 'N'));
-    }
+    for (const char* file : kDataFiles) Plant(to / BelowData(file), std::string(32, 'N'));
   }
 
   // A question for a status between staging and the first move.

@@ -2,6 +2,7 @@
 // state that the two pieces can be in; and each of the four private names.
 #include <gtest/gtest.h>
 
+#include "support/bundle_facts.h"
 #include "support/txn_fixture.h"
 
 namespace k7k {
@@ -82,7 +83,7 @@ TEST_P(PortableInstallFrom, StagedDllDiffers_NothingIsMoved) {
 TEST_P(PortableInstallFrom, StagedDataDiffers_NothingIsMoved) {
   disk.fails = Before(OnPrivate(Call::OpenInput, L"portable-dll-staging"), [&](const Path&) {
     for (const auto& [name, content] : PrivateEntries(Now())) {
-      if (content == "folder") Plant(folder / name / "locale/ko-KR.ini", "damaged");
+      if (content == "folder") Plant(folder / name / BelowData(kFiles.back()), "damaged");
     }
   });
   ExpectUndone(InstallOutcome::RolledBack, kNotStaged);
@@ -107,7 +108,7 @@ TEST_P(PortableInstallFrom, InstalledDllDiffers_IsRolledBack) {
 }
 
 TEST_P(PortableInstallFrom, InstalledDataDiffers_IsRolledBack) {
-  disk.fails = Before(On(Call::OpenInput, data / "locale/ko-KR.ini"),
+  disk.fails = Before(On(Call::OpenInput, data / BelowData(kFiles.back())),
                       [](const Path& path) { Plant(path, "damaged"); });
   ExpectUndone(InstallOutcome::RolledBack, kNotVerified);
 }

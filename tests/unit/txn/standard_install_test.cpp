@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/bundle_facts.h"
 #include "support/txn_fixture.h"
 
 namespace k7k {
@@ -75,7 +76,7 @@ TEST_F(StandardInstallTest, PluginPathIsAFile_IsBackedUpAndReplacedLikeAFolder) 
 }
 
 TEST_F(StandardInstallTest, ExtraFilesAndEmptyFoldersOfTheBundle_AreInstalledToo) {
-  WriteFile(bundle / "data/locale/fr-FR.ini", "extra");
+  WriteFile(bundle / kExtraLocale, "extra");
   MakeFolder(bundle / "empty");
   MakeFolder(parent);
   ExpectInstalled();
