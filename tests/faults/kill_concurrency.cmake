@@ -5,7 +5,7 @@ if(NOT K7K_SANITIZE)
   # add_campaign(NAME SHARE): NAME_campaign.py, registered as <preset>.NAME.
   function(add_campaign name share)
     add_test(NAME ${preset}.${name} COMMAND
-      /usr/bin/python3 -B ${CMAKE_CURRENT_LIST_DIR}/${name}_campaign.py --platform ${where}
+      ${python} ${CMAKE_CURRENT_LIST_DIR}/${name}_campaign.py --platform ${where}
       --program $<TARGET_FILE:K7KObsConnectorInstaller> --share ${share}
       --work ${PROJECT_BINARY_DIR}/tmp/${name} ${ARGN})
     set_tests_properties(${preset}.${name} PROPERTIES TIMEOUT 3600 LABELS campaign)
@@ -23,7 +23,7 @@ if(NOT K7K_SANITIZE)
     target_compile_options(kill_shim PRIVATE -Wall -Wextra -Wpedantic -Wconversion -Wshadow)
     target_link_libraries(kill_shim PRIVATE ${CMAKE_DL_LIBS})
     add_test(NAME ${preset}.campaign_rules COMMAND
-      /usr/bin/python3 -B ${CMAKE_CURRENT_LIST_DIR}/rules_check.py)
+      ${python} ${CMAKE_CURRENT_LIST_DIR}/rules_check.py)
     set_tests_properties(${preset}.campaign_rules PROPERTIES LABELS campaign)
     foreach(campaign IN ITEMS kill race swap)
       add_campaign(${campaign} 20 --shim $<TARGET_FILE:kill_shim>)
