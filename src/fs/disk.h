@@ -93,9 +93,9 @@ class Disk {
   virtual bool RemoveAll(const Path& path) = 0;
 
   // Opens a file for binary reading; for binary writing, which creates or truncates it in place.
-  // Null when it cannot be opened, and for a folder. What is written in pieces of less than 1024
-  // bytes stays in the stream's buffer until that is full (4096 bytes at least) or the stream is
-  // destroyed.
+  // Null when it cannot be opened, and for a folder. A read that fails makes the stream bad and is
+  // no end of the file. What is written in pieces of less than 1024 bytes stays in the stream's
+  // buffer until that is full (4096 bytes at least) or the stream is destroyed.
   virtual std::unique_ptr<std::istream> OpenInput(const Path& path) = 0;
   virtual std::unique_ptr<std::ostream> OpenOutput(const Path& path) = 0;
 

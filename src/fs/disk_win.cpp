@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "fs/disk.h"
+#include "fs/file_input_win.h"
 #include "fs/handle_win.h"
 #include "fs/remove_win.h"
 
@@ -236,10 +237,7 @@ class WindowsDisk : public Disk {
   }
 
   std::unique_ptr<std::istream> OpenInput(const Path& path) override {
-    auto stream =
-        std::make_unique<std::ifstream>(Path(Win32Text(path)), std::ios::in | std::ios::binary);
-    if (!stream->is_open()) return nullptr;
-    return stream;
+    return OpenFileInput(Win32Text(path));
   }
 
   std::unique_ptr<std::ostream> OpenOutput(const Path& path) override {

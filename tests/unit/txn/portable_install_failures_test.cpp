@@ -1,6 +1,7 @@
 // What goes wrong with an install into a portable OBS that held an older plugin, step by step.
 #include <gtest/gtest.h>
 
+#include "support/conditions.h"
 #include "support/platform.h"
 #include "support/txn_fixture.h"
 
@@ -163,7 +164,7 @@ TEST_F(PortableInstallFailuresTest, DllCannotBeBackedUpIn20Attempts_IsLeftUntouc
 
 TEST_F(PortableInstallFailuresTest, DllHeldOpen_IsNotBackedUpAndNothingIsLost) {
   if (!RunsOnWindows()) GTEST_SKIP() << "an open file can be moved on this platform";
-  const auto held = NativeDisk().OpenInput(dll);
+  const HeldOpen held(dll);
   ExpectUndone(InstallOutcome::Failed, kDllNotBackedUp);
   EXPECT_EQ(disk.Count(Call::Move), 20);
 }
