@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "fs/handle_win.h"
+#include "fs/path_text_win.h"
 
 namespace k7k {
 
