@@ -37,8 +37,8 @@ struct FinalPathAnswer {
 };
 
 // A walk over everything below a folder, entries in the file system's order, a folder before its
-// content. Links are listed and never entered. A step that fails ends the walk: AtEnd and Failed
-// are then both true. A folder whose name Win32 cannot reach ("x.") is such a step.
+// content. Links are listed and never entered, names that Win32 would trim ("x.") are taken as they
+// are. A step that fails ends the walk: AtEnd and Failed are then both true.
 class TreeWalk {
  public:
   virtual ~TreeWalk() = default;

@@ -2,6 +2,7 @@
 // where this program must not.
 #include <windows.h>
 
+#include <algorithm>
 #include <array>
 #include <fstream>
 #include <vector>
@@ -190,7 +191,10 @@ class WindowsDisk : public Disk {
   }
 
   bool IsReparsePoint(const Path& path) override {
-    return IsReparsePointByText(Win32Text(WithoutTrailingSeparators(path)));
+    const Path entry = WithoutTrailingSeparators(path);
+    if (IsReparsePointByText(Win32Text(entry))) return true;
+    const std::vector<std::wstring> others = ExactTexts(entry);
+    return std::any_of(others.begin(), others.end(), IsReparsePointByText);
   }
 
   FinalPathAnswer FinalPath(const Path& path) override {

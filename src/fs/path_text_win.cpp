@@ -2,6 +2,7 @@
 
 #include <windows.h>
 
+#include <algorithm>
 #include <string_view>
 
 namespace k7k {
@@ -14,6 +15,12 @@ constexpr std::size_t kLongFrom = 240;  // characters
 bool HasPrefix(std::wstring_view text) {
   return text.starts_with(L"\\\\?\\") || text.starts_with(L"\\\\.\\") ||
          text.starts_with(L"\\??\\");
+}
+
+// Whether Win32 drops the end of a name, where it stands at the end of a path or in its middle.
+bool IsTrimmed(std::wstring_view name) {
+  if (name.empty() || name == L"." || name == L"..") return false;
+  return name.back() == L'.' || name.back() == L' ';
 }
 
 // By the rules of Win32 itself, without asking the disk; empty when it cannot be told.
@@ -48,6 +55,20 @@ std::wstring LongText(const std::wstring& text) {
   if (full.empty() || HasPrefix(full)) return text;
   const bool is_share = full.starts_with(L"\\\\");
   return is_share ? L"\\\\?\\UNC\\" + full.substr(2) : L"\\\\?\\" + full;
+}
+
+std::vector<std::wstring> ExactTexts(const Path& path) {
+  std::vector<std::wstring> texts;
+  const std::wstring text = SeparatedText(path);
+  if (HasPrefix(text)) return texts;
+  for (std::size_t start = 0; start < text.size();) {
+    const std::size_t end = std::min(text.find(L'\\', start), text.size());
+    if (IsTrimmed(std::wstring_view(text).substr(start, end - start))) {
+      texts.push_back(LongText(text.substr(0, start)) + text.substr(start));
+    }
+    start = end + 1;
+  }
+  return texts;
 }
 
 }  // namespace k7k

@@ -1,4 +1,4 @@
-// The disk on a Windows whose setting for long paths is off.
+// The disk on a Windows whose setting for long paths is off, and on names that Win32 trims.
 #include <gtest/gtest.h>
 #include <windows.h>
 
@@ -7,7 +7,9 @@
 
 #include "fs/disk.h"
 #include "fs/staging_copy.h"
+#include "fs/tree_inspection.h"
 #include "selftest/fixtures.h"
+#include "support/conditions.h"
 #include "support/import_patch_win.h"
 #include "support/test_tree.h"
 #include "txn/portable_install.h"
@@ -18,6 +20,7 @@ namespace {
 
 using test::ImportPatch;
 using test::MakeFolder;
+using test::MakeFolderLink;
 using test::TakeTree;
 using test::TestFolder;
 using test::Tree;
@@ -155,6 +158,50 @@ TEST(DiskWinTest, PortableRootThatLeavesNoRoomForPrivateNames_IsServed) {
         << length;
     EXPECT_EQ(test::PrivateEntries(TakeTree(root)), Tree());
     EXPECT_TRUE(NativeDisk().RemoveAll(folder / "roots"));
+  }
+}
+
+TEST(DiskWinTest, Walk_RootsWithTrimmedEnds_MeanWhatWin32TakesTheirContentFor) {
+  const TestFolder folder;
+  WriteFile(folder / "root/x/file", "content");
+  for (const wchar_t* name : {L"root.", L"root./", L"root/x/.."}) {
+    const auto walk = NativeDisk().Walk(folder / name);
+    ASSERT_FALSE(walk->AtEnd()) << name;
+    EXPECT_EQ(walk->Entry(), folder / name / "x");
+    walk->Advance();
+    ASSERT_FALSE(walk->AtEnd()) << name;
+    EXPECT_EQ(walk->Entry(), folder / name / "x" / "file");
+  }
+  // Before a separator Win32 trims one dot and no space.
+  for (const wchar_t* name : {L"root ", L"root..", L"root. ."}) {
+    EXPECT_EQ(NativeDisk().Status(folder / name), FileStatus::Folder) << name;
+    EXPECT_EQ(NativeDisk().Status(folder / name / "x"), FileStatus::Absent) << name;
+    const auto walk = NativeDisk().Walk(folder / name);
+    EXPECT_TRUE(walk->AtEnd()) << name;
+    EXPECT_TRUE(walk->Failed()) << name;
+  }
+}
+
+TEST(DiskWinTest, LinkWithATrimmedNameBelowARootWithOne_IsSeen) {
+  const TestFolder folder;
+  MakeFolder(folder / "outside");
+  MakeFolder(test::ExactPath(folder / "root") / "sub.");
+  MakeFolderLink(folder / "outside", test::ExactPath(folder / "root") / "sub." / "link.");
+  EXPECT_FALSE(InspectTree(folder / "root", nullptr));
+  EXPECT_FALSE(InspectTree(folder / "root.", nullptr));
+  EXPECT_TRUE(NativeDisk().IsReparsePoint(folder / "root" / "sub." / "link."));
+  EXPECT_TRUE(NativeDisk().IsReparsePoint(folder / "root." / "sub." / "link./"));
+  EXPECT_FALSE(NativeDisk().IsReparsePoint(folder / "root." / "sub."));
+}
+
+// What Win32 would write under another name is not copied.
+TEST(DiskWinTest, StageCopy_NamesThatWin32Trims_CouldNotCopy) {
+  for (const char* name : {"file.", "file ", "sub./file"}) {
+    const TestFolder folder;
+    WriteFile(test::ExactPath(folder / "payload") / name, "content");
+    std::wstring detail;
+    EXPECT_FALSE(StageCopy(folder / "payload", folder / "staging", &detail)) << name;
+    EXPECT_EQ(detail, L"Could not copy the complete payload");
   }
 }
 

@@ -3,9 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <string>
+#include <vector>
 
 namespace k7k {
 namespace {
+
+using Texts = std::vector<std::wstring>;
 
 // Eight names of 29 characters with their separators: together 240.
 const std::wstring kLong = [] {
@@ -97,6 +100,21 @@ TEST(PathTextWinTest, IsAbsolute_LongPaths_IsJudgedByWhatIsGiven) {
   EXPECT_TRUE(IsAbsolute(L"//server/share" + kLong));
   EXPECT_FALSE(IsAbsolute(kLong));
   EXPECT_FALSE(IsAbsolute(L"C:x" + kLong));
+}
+
+TEST(PathTextWinTest, ExactTexts_NamesThatNobodyTrims_AreNone) {
+  for (const wchar_t* text : {L"", L"C:\\x\\y", L"C:\\.\\x\\..\\y", L"C:\\.x\\y z", L"C:\\x\\",
+                              L"\\\\?\\C:\\x.", L"\\\\.\\C:\\x."}) {
+    EXPECT_EQ(ExactTexts(text), Texts()) << text;
+  }
+}
+
+TEST(PathTextWinTest, ExactTexts_NamesThatWin32Trims_StayFromEachOfThemOn) {
+  EXPECT_EQ(ExactTexts(L"C:/x/y."), (Texts{L"\\\\?\\C:\\x\\y."}));
+  EXPECT_EQ(ExactTexts(L"C:\\a\\..\\x\\y \\z"), (Texts{L"\\\\?\\C:\\x\\y \\z"}));
+  EXPECT_EQ(ExactTexts(L"C:\\x\\..."), (Texts{L"\\\\?\\C:\\x\\..."}));
+  EXPECT_EQ(ExactTexts(L"\\\\server\\share\\x."), (Texts{L"\\\\?\\UNC\\server\\share\\x."}));
+  EXPECT_EQ(ExactTexts(L"C:\\x.\\y.\\z"), (Texts{L"\\\\?\\C:\\x.\\y.\\z", L"\\\\?\\C:\\x\\y.\\z"}));
 }
 
 }  // namespace
