@@ -15,20 +15,6 @@
 
 namespace k7k {
 
-bool IsNotFound(DWORD error) {
-  switch (error) {
-    case ERROR_FILE_NOT_FOUND:
-    case ERROR_PATH_NOT_FOUND:
-    case ERROR_BAD_NETPATH:
-    case ERROR_NETNAME_DELETED:
-    case ERROR_INVALID_NAME:
-    case ERROR_DIRECTORY:
-      return true;
-    default:
-      return false;
-  }
-}
-
 namespace {
 
 FileStatus AfterError(DWORD error) {
@@ -52,20 +38,6 @@ OpenedToAsk OpenToAsk(const Path& path) {
 
 FileStatus StatusOf(DWORD attributes) {
   return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? FileStatus::Folder : FileStatus::File;
-}
-
-// The final path of an open entry in one of its forms; empty, with the last error set, on failure.
-std::wstring FinalPathText(HANDLE handle, DWORD form) {
-  std::wstring text(512, L'\0');
-  for (;;) {
-    const DWORD length =
-        ::GetFinalPathNameByHandleW(handle, text.data(), static_cast<DWORD>(text.size()), form);
-    if (length < text.size()) {
-      text.resize(length);
-      return text;
-    }
-    text.resize(length);  // the length wanted, the terminator included
-  }
 }
 
 // Drops the prefix before a drive letter and turns the one before a network share into "\\".

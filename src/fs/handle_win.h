@@ -3,6 +3,8 @@
 
 #include <windows.h>
 
+#include <string>
+
 #include "fs/owner.h"
 
 namespace k7k {
@@ -27,5 +29,9 @@ constexpr DWORD kShareAll = FILE_SHARE_READ | FILE_SHARE_WRITE | FILE_SHARE_DELE
 // Whether an error code means that nothing is there: file or path not found, bad network path,
 // network name deleted, invalid name, invalid directory name ("System Error Codes", Win32).
 bool IsNotFound(DWORD error);
+
+// The final path of an open entry, links resolved and short names made long, in one of the forms of
+// GetFinalPathNameByHandleW; empty, with the last error set, on failure.
+std::wstring FinalPathText(HANDLE handle, DWORD form);
 
 }  // namespace k7k
