@@ -37,8 +37,8 @@ struct FinalPathAnswer {
 };
 
 // A walk over everything below a folder, entries in the file system's order, a folder before its
-// content. Links are listed and never entered. A step that fails ends the walk: AtEnd and Failed
-// are then both true. A folder whose name Win32 cannot reach ("x.") is such a step.
+// content. Links are listed and never entered, names that Win32 would trim ("x.") are taken as they
+// are. A step that fails ends the walk: AtEnd and Failed are then both true.
 class TreeWalk {
  public:
   virtual ~TreeWalk() = default;
@@ -93,9 +93,10 @@ class Disk {
   virtual bool RemoveAll(const Path& path) = 0;
 
   // Opens a file for binary reading; for binary writing, which creates or truncates it in place.
-  // Null when it cannot be opened, and for a folder; a file is as it was then. What is written in
-  // pieces of less than 1024 bytes stays in the stream's buffer until that is full (4096 bytes at
-  // least) or the stream is destroyed.
+  // Null when it cannot be opened, and for a folder; a file is as it was then. A read that fails
+  // makes the stream bad and is no end of the file. What is written in pieces of less than 1024
+  // bytes stays in the stream's buffer until that is full (4096 bytes at least) or the stream is
+  // destroyed.
   virtual std::unique_ptr<std::istream> OpenInput(const Path& path) = 0;
   virtual std::unique_ptr<std::ostream> OpenOutput(const Path& path) = 0;
 

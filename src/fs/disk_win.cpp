@@ -2,29 +2,18 @@
 // where this program must not.
 #include <windows.h>
 
+#include <algorithm>
 #include <array>
 #include <fstream>
 #include <vector>
 
 #include "fs/disk.h"
+#include "fs/file_input_win.h"
 #include "fs/handle_win.h"
+#include "fs/path_text_win.h"
 #include "fs/remove_win.h"
 
 namespace k7k {
-
-bool IsNotFound(DWORD error) {
-  switch (error) {
-    case ERROR_FILE_NOT_FOUND:
-    case ERROR_PATH_NOT_FOUND:
-    case ERROR_BAD_NETPATH:
-    case ERROR_NETNAME_DELETED:
-    case ERROR_INVALID_NAME:
-    case ERROR_DIRECTORY:
-      return true;
-    default:
-      return false;
-  }
-}
 
 namespace {
 
@@ -51,20 +40,6 @@ FileStatus StatusOf(DWORD attributes) {
   return (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 ? FileStatus::Folder : FileStatus::File;
 }
 
-// The final path of an open entry in one of its forms; empty, with the last error set, on failure.
-std::wstring FinalPathText(HANDLE handle, DWORD form) {
-  std::wstring text(512, L'\0');
-  for (;;) {
-    const DWORD length =
-        ::GetFinalPathNameByHandleW(handle, text.data(), static_cast<DWORD>(text.size()), form);
-    if (length < text.size()) {
-      text.resize(length);
-      return text;
-    }
-    text.resize(length);  // the length wanted, the terminator included
-  }
-}
-
 // Drops the prefix before a drive letter and turns the one before a network share into "\\".
 Path WithoutLongPathPrefix(const std::wstring& text) {
   constexpr std::wstring_view kShare = L"\\\\?\\UNC\\";
@@ -76,9 +51,21 @@ Path WithoutLongPathPrefix(const std::wstring& text) {
   return text;
 }
 
+bool IsReparsePointByText(const std::wstring& text) {
+  const DWORD attributes = ::GetFileAttributesW(text.c_str());
+  return attributes != INVALID_FILE_ATTRIBUTES && (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+}
+
+// The text of an entry, or of a pattern, in a folder given by its text.
+std::wstring TextIn(std::wstring folder, const wchar_t* name) {
+  if (!folder.empty() && folder.back() != L'\\') folder += L'\\';
+  return folder + name;
+}
+
 class WindowsTreeWalk : public TreeWalk {
  public:
-  explicit WindowsTreeWalk(const Path& root) { Enter(root); }
+  // With a separator at the end: what Win32 trims there is more than it trims before a separator.
+  explicit WindowsTreeWalk(const Path& root) { Enter(root, LongText(SeparatedText(root / L""))); }
 
   bool AtEnd() const override { return levels_.empty(); }
   bool Failed() const override { return failed_; }
@@ -88,9 +75,10 @@ class WindowsTreeWalk : public TreeWalk {
     const DWORD attributes = levels_.back().data.dwFileAttributes;
     if ((attributes & FILE_ATTRIBUTE_DIRECTORY) != 0 &&
         (attributes & FILE_ATTRIBUTE_REPARSE_POINT) == 0) {
+      const std::wstring text = TextIn(levels_.back().text, levels_.back().data.cFileName);
       // Asked afresh: a link may have taken the folder's place since it was listed.
-      if (NativeDisk().IsReparsePoint(Entry())) return Fail();
-      Enter(Entry());
+      if (IsReparsePointByText(text)) return Fail();
+      Enter(Entry(), text);
     } else {
       Next();
     }
@@ -99,6 +87,7 @@ class WindowsTreeWalk : public TreeWalk {
  private:
   struct Level {
     Path folder;
+    std::wstring text;  // by which Win32 reaches the folder, whatever the names below the root
     FindHandle search;
     WIN32_FIND_DATAW data;
   };
@@ -113,9 +102,9 @@ class WindowsTreeWalk : public TreeWalk {
     return name == L"." || name == L"..";
   }
 
-  void Enter(const Path& folder) {
-    const std::wstring pattern = Win32Text(folder / L"*");
-    Level level{folder, FindHandle(), {}};
+  void Enter(const Path& folder, const std::wstring& text) {
+    const std::wstring pattern = TextIn(text, L"*");
+    Level level{folder, text, FindHandle(), {}};
     level.search = FindHandle(::FindFirstFileExW(pattern.c_str(), FindExInfoBasic, &level.data,
                                                  FindExSearchNameMatch, nullptr, 0));
     const DWORD error = level.search ? 0 : ::GetLastError();
@@ -174,10 +163,10 @@ class WindowsDisk : public Disk {
   }
 
   bool IsReparsePoint(const Path& path) override {
-    const std::wstring text = Win32Text(WithoutTrailingSeparators(path));
-    const DWORD attributes = ::GetFileAttributesW(text.c_str());
-    return attributes != INVALID_FILE_ATTRIBUTES &&
-           (attributes & FILE_ATTRIBUTE_REPARSE_POINT) != 0;
+    const Path entry = WithoutTrailingSeparators(path);
+    if (IsReparsePointByText(Win32Text(entry))) return true;
+    const std::vector<std::wstring> others = ExactTexts(entry);
+    return std::any_of(others.begin(), others.end(), IsReparsePointByText);
   }
 
   FinalPathAnswer FinalPath(const Path& path) override {
@@ -236,10 +225,7 @@ class WindowsDisk : public Disk {
   }
 
   std::unique_ptr<std::istream> OpenInput(const Path& path) override {
-    auto stream =
-        std::make_unique<std::ifstream>(Path(Win32Text(path)), std::ios::in | std::ios::binary);
-    if (!stream->is_open()) return nullptr;
-    return stream;
+    return OpenFileInput(Win32Text(path));
   }
 
   std::unique_ptr<std::ostream> OpenOutput(const Path& path) override {
@@ -260,7 +246,7 @@ Disk& NativeDisk() {
 
 bool IsAbsolute(const Path& path) {
   // The standard library of the cross toolchain denies it to "\\server\share" and "\\?\C:\".
-  const std::wstring text = Win32Text(path);
+  const std::wstring text = SeparatedText(path);
   if (text.starts_with(L"\\\\")) return text.size() > 2 && text[2] != L'\\';
   if (text.starts_with(L"\\??\\")) return text.size() == 4 || text[4] != L'\\';
   const bool letter = !text.empty() && ((text[0] >= L'A' && text[0] <= L'Z') ||

@@ -5,11 +5,14 @@
 // Needs windows.h before it.
 #include <winternl.h>
 
+#include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "fs/handle_win.h"
+#include "fs/path_text_win.h"
 #include "fs/system_library_win.h"
 
 namespace k7k {
@@ -93,7 +96,8 @@ std::optional<DWORD> AttributesOf(HANDLE handle) {
   return info.FileAttributes;
 }
 
-// The path of an open entry without its volume, links resolved; empty when it cannot be told.
+// The path of an open entry without its volume, links resolved, in the form in which it was opened;
+// empty when it cannot be told.
 std::wstring NameOf(HANDLE handle) {
   alignas(FILE_NAME_INFO) static char buffer[sizeof(FILE_NAME_INFO) + 65536];
   auto* info = reinterpret_cast<FILE_NAME_INFO*>(buffer);
@@ -101,33 +105,81 @@ std::wstring NameOf(HANDLE handle) {
   return std::wstring(info->FileName, info->FileNameLength / sizeof(wchar_t));
 }
 
-// Whether an opened entry is the one that its folder holds under that name. Some file systems open
-// the target of a link although the link itself was asked for; the opened name then tells.
-bool IsEntryOf(HANDLE folder, const std::wstring& name, HANDLE entry) {
-  std::wstring expected = NameOf(folder);
-  if (expected.empty()) return false;
-  if (expected.back() != L'\\') expected += L'\\';
-  expected += name;
-  const std::wstring found = NameOf(entry);
-  return ::CompareStringOrdinal(expected.c_str(), static_cast<int>(expected.size()), found.c_str(),
-                                static_cast<int>(found.size()), TRUE) == CSTR_EQUAL;
-}
-
-bool ListEntries(HANDLE folder, std::vector<ListedEntry>& entries) {
-  alignas(FILE_FULL_DIR_INFO) static char buffer[65536];
-  FILE_INFO_BY_HANDLE_CLASS next = FileFullDirectoryRestartInfo;
+// Goes through the entries of an open folder: one call of `visit` with each of its records of the
+// given kind. False when the folder cannot be listed to its end.
+template <class Record, class Visit>
+bool ForEachRecord(HANDLE folder, FILE_INFO_BY_HANDLE_CLASS from_start,
+                   FILE_INFO_BY_HANDLE_CLASS further, Visit visit) {
+  alignas(Record) static char buffer[65536];
+  FILE_INFO_BY_HANDLE_CLASS next = from_start;
   while (::GetFileInformationByHandleEx(folder, next, buffer, sizeof(buffer))) {
-    next = FileFullDirectoryInfo;
+    next = further;
     for (const char* at = buffer;;) {
-      const auto* info = reinterpret_cast<const FILE_FULL_DIR_INFO*>(at);
-      std::wstring name(info->FileName, info->FileNameLength / sizeof(wchar_t));
-      if (name != L"." && name != L"..") entries.push_back({std::move(name), info->FileAttributes});
-      if (info->NextEntryOffset == 0) break;
-      at += info->NextEntryOffset;
+      const auto* record = reinterpret_cast<const Record*>(at);
+      visit(*record, std::wstring(record->FileName, record->FileNameLength / sizeof(wchar_t)));
+      if (record->NextEntryOffset == 0) break;
+      at += record->NextEntryOffset;
     }
   }
   const DWORD error = ::GetLastError();
   return error == ERROR_NO_MORE_FILES || error == ERROR_FILE_NOT_FOUND;
+}
+
+bool ListEntries(HANDLE folder, std::vector<ListedEntry>& entries) {
+  return ForEachRecord<FILE_FULL_DIR_INFO>(
+      folder, FileFullDirectoryRestartInfo, FileFullDirectoryInfo,
+      [&](const FILE_FULL_DIR_INFO& record, std::wstring name) {
+        if (name != L"." && name != L"..") {
+          entries.push_back({std::move(name), record.FileAttributes});
+        }
+      });
+}
+
+bool AreSameName(const std::wstring& a, const std::wstring& b) {
+  return ::CompareStringOrdinal(a.c_str(), static_cast<int>(a.size()), b.c_str(),
+                                static_cast<int>(b.size()), TRUE) == CSTR_EQUAL;
+}
+
+bool IsPathIn(std::wstring folder, const std::wstring& name, const std::wstring& entry) {
+  if (folder.empty()) return false;
+  if (folder.back() != L'\\') folder += L'\\';
+  return AreSameName(folder + name, entry);
+}
+
+// The identifier of an open entry on its volume, 0 when it has none.
+std::uint64_t IdentifierOf(HANDLE entry) {
+  BY_HANDLE_FILE_INFORMATION info{};
+  if (!::GetFileInformationByHandle(entry, &info)) return 0;
+  return (std::uint64_t{info.nFileIndexHigh} << 32) | info.nFileIndexLow;
+}
+
+// The identifier and the attributes that an open folder lists for a name.
+bool IsListedAs(HANDLE folder, const std::wstring& name, HANDLE entry, DWORD attributes) {
+  const std::uint64_t identifier = IdentifierOf(entry);
+  bool listed = false;
+  ForEachRecord<FILE_ID_BOTH_DIR_INFO>(
+      folder, FileIdBothDirectoryRestartInfo, FileIdBothDirectoryInfo,
+      [&](const FILE_ID_BOTH_DIR_INFO& record, const std::wstring& found) {
+        listed |= AreSameName(found, name) && IsLink(record.FileAttributes) == IsLink(attributes) &&
+                  static_cast<std::uint64_t>(record.FileId.QuadPart) == identifier;
+      });
+  return listed && identifier != 0;
+}
+
+// Whether an opened entry is the one that its folder holds under that name. Some file systems open
+// the target of a link although the link itself was asked for; the opened name then tells. Of two
+// handles one can be told by the short names by which it was opened, and the other not: their final
+// paths tell. The identifiers that a folder lists count only where no paths can be had, because
+// those that open the target list the target's identifier too.
+bool IsEntryOf(HANDLE folder, const std::wstring& name, HANDLE entry, DWORD attributes) {
+  if (IsPathIn(NameOf(folder), name, NameOf(entry))) return true;
+  constexpr DWORD kForm = FILE_NAME_NORMALIZED | VOLUME_NAME_NONE;
+  const std::wstring final_folder = FinalPathText(folder, kForm);
+  const std::wstring final_entry = FinalPathText(entry, kForm);
+  if (!final_folder.empty() && !final_entry.empty()) {
+    return IsPathIn(final_folder, name, final_entry);
+  }
+  return IsListedAs(folder, name, entry, attributes);
 }
 
 // Deletes what the handle stands for once it is closed; on a current Windows at once, whoever else
@@ -139,14 +191,14 @@ bool DeleteOpened(HANDLE entry, DWORD attributes) {
               FILE_DISPOSITION_FLAG_IGNORE_READONLY_ATTRIBUTE;
   if (::SetFileInformationByHandle(entry, kDispositionEx, &now, sizeof(now))) return true;
   const DWORD error = ::GetLastError();
-  if (error != ERROR_INVALID_PARAMETER && error != ERROR_NOT_SUPPORTED &&
-      error != ERROR_INVALID_FUNCTION) {
-    return false;
-  }
+  const bool read_only = (attributes & FILE_ATTRIBUTE_READONLY) != 0;
+  const bool is_unknown = error == ERROR_INVALID_PARAMETER || error == ERROR_NOT_SUPPORTED ||
+                          error == ERROR_INVALID_FUNCTION || error == ERROR_INVALID_LEVEL;
+  // Some take the request and heed the read-only bit all the same.
+  if (!is_unknown && !(read_only && error == ERROR_ACCESS_DENIED)) return false;
   FILE_BASIC_INFO basic{};  // zero times are left as they are
   basic.FileAttributes = attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY);
   if (basic.FileAttributes == 0) basic.FileAttributes = FILE_ATTRIBUTE_NORMAL;
-  const bool read_only = (attributes & FILE_ATTRIBUTE_READONLY) != 0;
   if (read_only && !::SetFileInformationByHandle(entry, FileBasicInfo, &basic, sizeof(basic))) {
     return false;
   }
@@ -168,7 +220,7 @@ bool RemoveIn(HANDLE folder, const std::wstring& name, std::optional<DWORD> list
   if (status < 0) return status == kNoSuchFile || status == kNameNotFound;
 
   const std::optional<DWORD> attributes = AttributesOf(entry.Get());
-  if (!attributes || !IsEntryOf(folder, name, entry.Get())) return false;
+  if (!attributes || !IsEntryOf(folder, name, entry.Get(), *attributes)) return false;
   if (listed && IsLink(*listed) != IsLink(*attributes)) return false;
 
   if (IsPlainFolder(*attributes)) {
@@ -186,9 +238,16 @@ bool RemoveIn(HANDLE folder, const std::wstring& name, std::optional<DWORD> list
 bool RemoveWithoutFollowing(const Path& path) {
   const Path parent = path.has_parent_path() ? path.parent_path() : Path(L".");
   const std::wstring text = Win32Text(parent);
-  const KernelHandle folder(::CreateFileW(text.c_str(), FILE_READ_ATTRIBUTES, kShareAll, nullptr,
-                                          OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
-  if (!folder) return IsNotFound(::GetLastError());
+  KernelHandle folder;
+  DWORD error = 0;
+  // Listing needs a right of its own, which is not needed to delete what the folder holds.
+  for (const DWORD access : {FILE_READ_ATTRIBUTES | FILE_LIST_DIRECTORY, FILE_READ_ATTRIBUTES}) {
+    folder = KernelHandle(::CreateFileW(text.c_str(), access, kShareAll, nullptr, OPEN_EXISTING,
+                                        FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    error = folder ? 0 : ::GetLastError();
+    if (error != ERROR_ACCESS_DENIED && error != ERROR_SHARING_VIOLATION) break;
+  }
+  if (!folder) return IsNotFound(error);
   const std::optional<DWORD> attributes = AttributesOf(folder.Get());
   if (!attributes) return false;
   if ((*attributes & FILE_ATTRIBUTE_DIRECTORY) == 0) return true;  // nothing is below a file

@@ -34,8 +34,9 @@ class Programs:
 
     @contextlib.contextmanager
     def held_open(self, path, sharing):
-        """Holds a file or folder open under Wine; sharing is "read" or "none", never deletion.
+        """Holds a file or folder open under Wine; sharing is "read", "none" or "all".
 
+        "all" is what a virus scanner does: it may delete the file itself and shares everything.
         Gives a function that lets go; the end of the block lets go too.
         """
         holder = self.windows_program("hold_open_win.c")

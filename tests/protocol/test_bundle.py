@@ -153,7 +153,7 @@ def test_status_bundle_that_is_a_link_loop_cannot_be_inspected(sandbox):
 
 
 @pytest.mark.parametrize("folder", ["bin", "bin/64bit", "data", "data/locale", "extra",
-                                    "data/one/two/three"])
+                                    "data/one/two/three", "extra.", "extra /three. ./link"])
 def test_status_folder_link_inside_is_refused_at_every_depth(sandbox, folder):
     """The link leads to a true copy of the folder, so that only its being a link is wrong."""
     sandbox.write_bundle()

@@ -216,3 +216,22 @@ def test_install_first_copy_does_not_wait_for_files_held_in_the_bundle_for_readi
         assert box.run("--install-standard") == INSTALLED
     assert box.tree() == {**installed_tree(before), **folders_to(PLUGINS)}
     assert (box.root / OBS_DLL_PARENT).is_dir()
+
+
+def test_bundle_held_open_by_a_scanner_that_shares_all_is_valid_and_installed(box, programs):
+    before = box.tree()
+    with programs.held_open(box.bundle / LIBRARY, "all"), \
+            programs.held_open(box.bundle / "manifest.sha256", "all"):
+        assert box.run("--status-bundled") == Answer(0, "state=installed-valid\nbytes=1662\n")
+        assert box.run("--install-standard") == INSTALLED
+        assert box.portable("--install-portable") == INSTALLED
+    assert box.tree() == portable_installed_tree(installed_tree(before))
+
+
+def test_installed_copies_held_open_by_a_scanner_that_shares_all_are_valid(box, programs):
+    box.run("--install-standard")
+    box.portable("--install-portable")
+    with programs.held_open(box.plugin / LIBRARY, "all"), \
+            programs.held_open(box.root / OBS_DLL, "all"), box.unchanged():
+        assert box.run("--status-standard") == status("installed-valid")
+        assert box.portable("--status-portable") == status("installed-valid")

@@ -9,10 +9,12 @@ std::vector<Path> OddNames() {
           Path(std::string(220, 'n')), Path("a.b.c..d")};
 }
 
+Path ExactPath(const Path& path) {
+  return RunsOnWindows() ? Path(L"\\\\?\\" + Path(path).make_preferred().wstring()) : path;
+}
+
 Path LongFolder(const Path& parent) {
-  const Path start =
-      RunsOnWindows() ? Path(L"\\\\?\\" + Path(parent).make_preferred().wstring()) : parent;
-  return start / std::string(120, 'p') / std::string(120, 'q') / std::string(120, 'r');
+  return ExactPath(parent) / std::string(120, 'p') / std::string(120, 'q') / std::string(120, 'r');
 }
 
 }  // namespace k7k::test

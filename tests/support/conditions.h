@@ -14,8 +14,11 @@ namespace k7k::test {
 // outside ASCII and outside the basic plane, with more than 200 characters, with dots.
 std::vector<Path> OddNames();
 
-// A folder path below parent that has more than 260 characters, in the form in which the platform
-// takes it (Windows: with the "\\?\" prefix). Not created.
+// The path in the form in which the platform takes its names as they are, dots and spaces at their
+// ends too (Windows: with the "\\?\" prefix).
+Path ExactPath(const Path& path);
+
+// An exact folder path below parent that has more than 260 characters. Not created.
 Path LongFolder(const Path& parent);
 
 // A named pipe in the file system. POSIX alone.

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "fs/handle_win.h"
+#include "fs/path_text_win.h"
 #include "support/platform.h"
 #include "support/test_tree.h"
 

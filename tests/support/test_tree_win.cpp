@@ -4,6 +4,7 @@
 #include <algorithm>
 
 #include "fs/handle_win.h"
+#include "fs/path_text_win.h"
 #include "support/platform.h"
 #include "support/test_tree.h"
 
@@ -14,6 +15,7 @@ namespace {
 // Z: is the Unix root of a Wine prefix.
 std::wstring UnixName(const Path& path) {
   std::wstring text = path.native();
+  if (text.starts_with(L"\\\\?\\")) text.erase(0, 4);
   std::replace(text.begin(), text.end(), L'\\', L'/');
   return text.size() > 2 && text[1] == L':' ? text.substr(2) : text;
 }

@@ -6,6 +6,7 @@
 
 #include "fs/disk.h"
 #include "support/conditions.h"
+#include "support/environment.h"
 #include "support/platform.h"
 #include "support/test_tree.h"
 
@@ -99,6 +100,20 @@ TEST(DiskStreamTest, OpenInput_FileThatMayNotBeRead_IsNull) {
                 folder.path(), folder / "closed", 0,
                 [] { return NativeDisk().OpenInput("closed") ? "opened" : "refused"; }),
             "refused");
+}
+
+TEST(DiskStreamTest, OpenInput_FileThatFailsToRead_IsBadAndNotAtItsEnd) {
+  const auto in_pieces = NativeDisk().OpenInput(test::FileThatFailsToRead());
+  ASSERT_TRUE(in_pieces);
+  std::string piece(100, '\0');
+  EXPECT_FALSE(in_pieces->read(piece.data(), 100));
+  EXPECT_TRUE(in_pieces->bad());
+  EXPECT_FALSE(in_pieces->eof());
+  const auto in_lines = NativeDisk().OpenInput(test::FileThatFailsToRead());
+  ASSERT_TRUE(in_lines);
+  EXPECT_FALSE(std::getline(*in_lines, piece));
+  EXPECT_TRUE(in_lines->bad());
+  EXPECT_FALSE(in_lines->eof());
 }
 
 TEST(DiskStreamTest, OpenOutput_NewFile_HoldsTheBytesWritten) {

@@ -150,15 +150,25 @@ TEST(DiskWalkTest, Walk_FolderThatVanishesBeforeItIsEntered_EndsFailed) {
   ExpectEndAndFailure(*walk);
 }
 
-TEST(DiskWalkTest, Walk_FolderWhoseNameWin32CannotReach_EndsFailed) {
-  if (!test::RunsOnWindows()) GTEST_SKIP() << "POSIX reaches every name";
+TEST(DiskWalkTest, Walk_NamesThatWin32Trims_AreListedAndSearched) {
   const TestFolder folder;
-  MakeFolder(Path(L"\\\\?\\" + folder.path().wstring()) / "sub.");
-  const auto walk = NativeDisk().Walk(folder.path());
-  ASSERT_FALSE(walk->AtEnd());
-  EXPECT_EQ(walk->Entry().filename(), Path("sub."));
-  walk->Advance();
-  ExpectEndAndFailure(*walk);
+  const Path exact = test::ExactPath(folder.path());
+  for (const char* name : {"sub./in /file.", "sub/twin", "dots..../file", "space "}) {
+    WriteFile(exact / name, "content");
+  }
+  EXPECT_EQ(Sorted(WalkedNames(folder.path())),
+            (Names{"dots....", "dots..../file", "space ", "sub", "sub.", "sub./in ",
+                   "sub./in /file.", "sub/twin"}));
+}
+
+TEST(DiskWalkTest, Walk_LinkWhoseNameWin32Trims_IsSeenAndNotEntered) {
+  const TestFolder folder;
+  WriteFile(folder / "outside/file", "content");
+  MakeFolder(folder / "tree/sub");
+  MakeFolderLink(folder / "outside", test::ExactPath(folder / "tree/sub") / "link.");
+  EXPECT_EQ(Sorted(WalkedNames(folder / "tree")), (Names{"sub", "sub/link."}));
+  EXPECT_TRUE(NativeDisk().IsReparsePoint(folder / "tree/sub/link."));
+  EXPECT_FALSE(NativeDisk().IsReparsePoint(folder / "tree/sub/link"));
 }
 
 TEST(DiskWalkTest, Walk_FolderReplacedByALinkBeforeItIsEntered_DoesNotFollowTheLink) {

@@ -52,6 +52,16 @@ TEST(TreeInspectionTest, InspectTree_PlainTree_PassesAndChangesNothing) {
   EXPECT_EQ(TakeTree(folder.path()), before);
 }
 
+TEST(TreeInspectionTest, InspectTree_NamesThatWin32Trims_AreSearchedForLinks) {
+  const TestFolder folder;
+  WriteFile(folder / "target/file", "1");
+  const Path exact = test::ExactPath(folder / "tree");
+  WriteFile(exact / "sub./in /file.", "2");
+  EXPECT_EQ(Inspect(folder / "tree"), kUntouched);
+  MakeFolderLink(folder / "target", exact / "sub./in /link");
+  EXPECT_EQ(Inspect(folder / "tree"), kLinkInside);
+}
+
 TEST(TreeInspectionTest, InspectTree_RegularFileAsRoot_Passes) {
   const TestFolder folder;
   WriteFile(folder / "file", "content");

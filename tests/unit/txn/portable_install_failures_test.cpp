@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "support/bundle_facts.h"
+#include "support/conditions.h"
 #include "support/platform.h"
 #include "support/txn_fixture.h"
 
@@ -162,7 +163,7 @@ TEST_F(PortableInstallFailuresTest, DllCannotBeBackedUpIn20Attempts_IsLeftUntouc
 
 TEST_F(PortableInstallFailuresTest, DllHeldOpen_IsNotBackedUpAndNothingIsLost) {
   if (!RunsOnWindows()) GTEST_SKIP() << "an open file can be moved on this platform";
-  const auto held = NativeDisk().OpenInput(dll);
+  const HeldOpen held(dll);
   ExpectUndone(InstallOutcome::Failed, kDllNotBackedUp);
   EXPECT_EQ(disk.Count(Call::Move), 20);
 }

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/conditions.h"
 #include "support/platform.h"
 #include "support/txn_fixture.h"
 
@@ -123,7 +124,7 @@ TEST_F(PortableInstallTest, ReadOnlyFiles_InstallTwiceAndRemoveLeaveNothing) {
 TEST_F(PortableInstallTest, DllHeldOpenAndReleasedInTime_IsReplaced) {
   if (!RunsOnWindows()) GTEST_SKIP() << "an open file can be moved on this platform";
   WriteOldPieces();
-  auto held = NativeDisk().OpenInput(dll);
+  auto held = std::make_unique<HeldOpen>(dll);
   disk.fails = [&](const DiskCall& call) {
     if (call.call == Call::Move && disk.pauses.size() == 4) held.reset();
     return false;

@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include "support/conditions.h"
 #include "support/platform.h"
 #include "support/txn_fixture.h"
 
@@ -58,7 +59,7 @@ TEST_F(PortableRemovalFailuresTest, DllCannotBeMovedIn20Attempts_NothingChanges)
 TEST_F(PortableRemovalFailuresTest, DllHeldOpen_IsNotIsolatedAndNothingChanges) {
   if (!RunsOnWindows()) GTEST_SKIP() << "an open file can be moved on this platform";
   WriteOldPieces();
-  const auto held = NativeDisk().OpenInput(dll);
+  const HeldOpen held(dll);
   ExpectUnchanged(RemovalOutcome::Failed, kDllNotIsolated);
   EXPECT_EQ(disk.Count(Call::Move), 20);
 }

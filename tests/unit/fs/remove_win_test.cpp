@@ -1,0 +1,283 @@
+// The removal on file systems that answer otherwise than those of Windows and Wine.
+#include "fs/remove_win.h"
+
+#include <gtest/gtest.h>
+#include <windows.h>
+
+#include <algorithm>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "support/import_patch_win.h"
+#include "support/platform.h"
+#include "support/test_tree.h"
+
+namespace k7k {
+namespace {
+
+using test::ImportPatch;
+using test::MakeFileLink;
+using test::MakeFolderLink;
+using test::MakeReadOnly;
+using test::TakeTree;
+using test::TestFolder;
+using test::Tree;
+using test::WriteFile;
+
+using InformationPatch = ImportPatch<decltype(::GetFileInformationByHandleEx)>;
+using IdentifierPatch = ImportPatch<decltype(::GetFileInformationByHandle)>;
+using RequestPatch = ImportPatch<decltype(::SetFileInformationByHandle)>;
+
+// FileDispositionInfoEx ("FILE_INFO_BY_HANDLE_CLASS enumeration (minwinbase.h)").
+constexpr auto kDispositionEx = static_cast<FILE_INFO_BY_HANDLE_CLASS>(21);
+
+BOOL Failure(DWORD error) {
+  ::SetLastError(error);
+  return FALSE;
+}
+
+// A file system that fails questions of some kinds.
+InformationPatch Unanswered(std::vector<FILE_INFO_BY_HANDLE_CLASS> kinds) {
+  return InformationPatch("GetFileInformationByHandleEx",
+                          [kinds](auto real, HANDLE entry, auto kind, void* answer, DWORD size) {
+                            const bool fails = std::count(kinds.begin(), kinds.end(), kind) > 0;
+                            return fails ? Failure(ERROR_INVALID_PARAMETER)
+                                         : real(entry, kind, answer, size);
+                          });
+}
+
+// A file system that answers the newer request to delete with an error; counts the older ones.
+RequestPatch NewerRequestFails(DWORD error, int& older) {
+  return RequestPatch("SetFileInformationByHandle",
+                      [error, &older](auto real, HANDLE entry, auto kind, void* what, DWORD size) {
+                        if (kind == FileDispositionInfo) ++older;
+                        return kind == kDispositionEx ? Failure(error)
+                                                      : real(entry, kind, what, size);
+                      });
+}
+
+class RemoveWinTest : public testing::Test {
+ protected:
+  void SetUp() override {
+    WriteFile(folder_ / "outside/sub/kept", "kept");
+    WriteFile(folder_ / "tree/a/b/file", "1");
+    WriteFile(folder_ / "tree/a/file", "2");
+    WriteFile(folder_ / "tree/file", "3");
+  }
+
+  Tree Everything() const { return TakeTree(folder_.path()); }
+
+  void ExpectRemoved() {
+    EXPECT_TRUE(RemoveWithoutFollowing(folder_ / "tree"));
+    EXPECT_EQ(Everything(), kOutside);
+  }
+  void ExpectRefusedAtOnce() {
+    const Tree before = Everything();
+    EXPECT_FALSE(RemoveWithoutFollowing(folder_ / "tree"));
+    EXPECT_EQ(Everything(), before);
+  }
+  // Wine deletes no link as a link; what lies behind the link stays in either case.
+  void ExpectOutsideStays(const Path& path) {
+    EXPECT_EQ(RemoveWithoutFollowing(path), !test::RunsUnderWine());
+    EXPECT_EQ(TakeTree(folder_ / "outside"), (Tree{{"sub", "folder"}, {"sub/kept", "file kept"}}));
+  }
+
+  // While it lives, no final path can be had.
+  struct NoFinalPaths {
+    ImportPatch<decltype(::GetFinalPathNameByHandleW)> patch{
+        "GetFinalPathNameByHandleW", [](auto, auto...) { return DWORD{0}; }};
+  };
+
+  // While it lives, no entry's path can be told in any way.
+  struct NoNames {
+    NoFinalPaths final_paths;
+    InformationPatch names = Unanswered({FileNameInfo});
+  };
+
+  // While it lives, the identifiers of open entries are others than those that their folders list.
+  struct OtherIdentifiers {
+    IdentifierPatch patch{"GetFileInformationByHandle",
+                          [](auto real, HANDLE entry, BY_HANDLE_FILE_INFORMATION* info) {
+                            const BOOL answered = real(entry, info);
+                            info->nFileIndexLow ^= 1;
+                            return answered;
+                          }};
+  };
+
+  // While it lives, the name of the test's folder is told in a short form.
+  InformationPatch FolderToldByAShortName() const {
+    return InformationPatch(
+        "GetFileInformationByHandleEx",
+        [own = folder_.path().filename().native()](auto real, HANDLE entry, auto kind, void* answer,
+                                                   DWORD size) {
+          const BOOL answered = real(entry, kind, answer, size);
+          if (!answered || kind != FileNameInfo) return answered;
+          auto* info = static_cast<FILE_NAME_INFO*>(answer);
+          const std::wstring name(info->FileName, info->FileNameLength / sizeof(wchar_t));
+          if (!name.ends_with(L"\\" + own)) return answered;
+          const std::wstring told = name.substr(0, name.size() - own.size()) + L"K7K-TE~1";
+          std::memcpy(info->FileName, told.c_str(), told.size() * sizeof(wchar_t));
+          info->FileNameLength = static_cast<DWORD>(told.size() * sizeof(wchar_t));
+          return answered;
+        });
+  }
+
+  const Tree kOutside{
+      {"outside", "folder"}, {"outside/sub", "folder"}, {"outside/sub/kept", "file kept"}};
+  TestFolder folder_;
+};
+
+TEST_F(RemoveWinTest, NamesThatCannotBeTold_TreeIsRemovedByItsFinalPaths) {
+  const InformationPatch patch = Unanswered({FileNameInfo});
+  const OtherIdentifiers not_asked_for;
+  ExpectRemoved();
+}
+
+TEST_F(RemoveWinTest, PathsThatCannotBeHad_TreeIsRemovedByItsIdentifiers) {
+  MakeReadOnly(folder_ / "tree/a/file");
+  const NoNames patch;
+  ExpectRemoved();
+}
+
+TEST_F(RemoveWinTest, PathsThatCannotBeHad_FolderLinksAreNotFollowed) {
+  MakeFolderLink(folder_ / "outside", folder_ / "tree/a/link");
+  MakeFolderLink(folder_ / "outside", folder_ / "alone");
+  const NoNames patch;
+  ExpectOutsideStays(folder_ / "tree");
+  ExpectOutsideStays(folder_ / "alone");
+}
+
+TEST_F(RemoveWinTest, PathsThatCannotBeHad_OtherIdentifierThanListed_IsRefused) {
+  const NoNames patch;
+  const OtherIdentifiers other;
+  ExpectRefusedAtOnce();
+}
+
+TEST_F(RemoveWinTest, PathsThatCannotBeHad_NoIdentifiers_IsRefused) {
+  const NoNames patch;
+  const IdentifierPatch none(
+      "GetFileInformationByHandle",
+      [](auto, HANDLE, BY_HANDLE_FILE_INFORMATION*) { return Failure(ERROR_NOT_SUPPORTED); });
+  ExpectRefusedAtOnce();
+}
+
+TEST_F(RemoveWinTest, PathsThatCannotBeHad_IdentifiersOfZero_AreNone) {
+  const NoFinalPaths none;
+  const InformationPatch patch(
+      "GetFileInformationByHandleEx",
+      [](auto real, HANDLE entry, auto kind, void* answer, DWORD size) {
+        if (kind == FileNameInfo) return Failure(ERROR_INVALID_FUNCTION);
+        const BOOL answered = real(entry, kind, answer, size);
+        if (kind != FileIdBothDirectoryInfo && kind != FileIdBothDirectoryRestartInfo) {
+          return answered;
+        }
+        for (char* at = static_cast<char*>(answer); answered;) {
+          auto* record = reinterpret_cast<FILE_ID_BOTH_DIR_INFO*>(at);
+          record->FileId.QuadPart = 0;
+          if (record->NextEntryOffset == 0) break;
+          at += record->NextEntryOffset;
+        }
+        return answered;
+      });
+  const IdentifierPatch zero("GetFileInformationByHandle",
+                             [](auto real, HANDLE entry, BY_HANDLE_FILE_INFORMATION* info) {
+                               const BOOL answered = real(entry, info);
+                               info->nFileIndexHigh = info->nFileIndexLow = 0;
+                               return answered;
+                             });
+  ExpectRefusedAtOnce();
+}
+
+TEST_F(RemoveWinTest, PathsThatCannotBeHad_NoListOfIdentifiers_IsRefused) {
+  const NoFinalPaths none;
+  const InformationPatch patch =
+      Unanswered({FileNameInfo, FileIdBothDirectoryInfo, FileIdBothDirectoryRestartInfo});
+  ExpectRefusedAtOnce();
+}
+
+TEST_F(RemoveWinTest, NamesToldInTwoForms_TreeIsRemovedByItsFinalPaths) {
+  const InformationPatch patch = FolderToldByAShortName();
+  ExpectRemoved();
+}
+
+TEST_F(RemoveWinTest, NamesToldInTwoForms_LinksAreNotFollowed) {
+  MakeFileLink(folder_ / "outside/sub/kept", folder_ / "link-to-file");
+  MakeFolderLink(folder_ / "outside", folder_ / "link");
+  const InformationPatch patch = FolderToldByAShortName();
+  ExpectOutsideStays(folder_ / "link-to-file");
+  ExpectOutsideStays(folder_ / "link");
+}
+
+TEST_F(RemoveWinTest, NamesToldInTwoForms_NoFinalPaths_TreeIsRemovedByItsIdentifiers) {
+  const InformationPatch patch = FolderToldByAShortName();
+  const NoFinalPaths none;
+  ExpectRemoved();
+}
+
+TEST_F(RemoveWinTest, NamesToldInTwoForms_NoFinalPathsAndOtherIdentifiers_IsRefused) {
+  const InformationPatch patch = FolderToldByAShortName();
+  const NoFinalPaths none;
+  const OtherIdentifiers other;
+  ExpectRefusedAtOnce();
+}
+
+TEST_F(RemoveWinTest, ParentThatMayNotBeListed_CountsOnlyWherePathsCannotBeHad) {
+  const ImportPatch<decltype(::CreateFileW)> denied(
+      "CreateFileW", [](auto real, const wchar_t* path, DWORD access, auto... given) {
+        if ((access & FILE_LIST_DIRECTORY) == 0) return real(path, access, given...);
+        ::SetLastError(ERROR_ACCESS_DENIED);
+        return INVALID_HANDLE_VALUE;
+      });
+  {
+    const NoNames patch;
+    EXPECT_FALSE(RemoveWithoutFollowing(folder_ / "tree"));
+    EXPECT_EQ(NativeDisk().Status(folder_ / "tree/a/b/file"), FileStatus::File);
+  }
+  EXPECT_TRUE(RemoveWithoutFollowing(folder_ / "tree"));
+  EXPECT_EQ(Everything(), kOutside);
+}
+
+TEST_F(RemoveWinTest, NewerRequestUnknown_OlderOneIsMade) {
+  MakeReadOnly(folder_ / "tree/a/file");
+  MakeReadOnly(folder_ / "tree/a");
+  for (const DWORD error : {ERROR_INVALID_LEVEL, ERROR_INVALID_PARAMETER, ERROR_NOT_SUPPORTED,
+                            ERROR_INVALID_FUNCTION}) {
+    WriteFile(folder_ / "tree/a/b/file", "1");
+    int older = 0;
+    const RequestPatch patch = NewerRequestFails(error, older);
+    ExpectRemoved();
+    EXPECT_GT(older, 0) << error;
+  }
+}
+
+TEST_F(RemoveWinTest, NewerRequestStoppedByTheReadOnlyBit_OlderOneIsMadeWithoutIt) {
+  MakeReadOnly(folder_ / "tree/file");
+  int older = 0;
+  const RequestPatch patch = NewerRequestFails(ERROR_ACCESS_DENIED, older);
+  EXPECT_TRUE(RemoveWithoutFollowing(folder_ / "tree/file"));
+  EXPECT_EQ(NativeDisk().Status(folder_ / "tree/file"), FileStatus::Absent);
+  EXPECT_EQ(older, 1);
+}
+
+TEST_F(RemoveWinTest, NewerRequestDenied_NothingElseIsTried) {
+  for (const DWORD error : {ERROR_ACCESS_DENIED, ERROR_SHARING_VIOLATION, ERROR_DIR_NOT_EMPTY}) {
+    int older = 0;
+    const RequestPatch patch = NewerRequestFails(error, older);
+    ExpectRefusedAtOnce();
+    EXPECT_EQ(older, 0) << error;
+  }
+}
+
+TEST_F(RemoveWinTest, BothRequestsDenied_ReadOnlyFileStaysReadOnly) {
+  MakeReadOnly(folder_ / "tree/file");
+  const RequestPatch patch(
+      "SetFileInformationByHandle", [](auto real, HANDLE entry, auto kind, auto... given) {
+        return kind == FileBasicInfo ? real(entry, kind, given...) : Failure(ERROR_ACCESS_DENIED);
+      });
+  EXPECT_FALSE(RemoveWithoutFollowing(folder_ / "tree/file"));
+  EXPECT_TRUE(test::IsReadOnly(folder_ / "tree/file"));
+}
+
+}  // namespace
+}  // namespace k7k
