@@ -45,7 +45,7 @@ std::wstring SeparatedText(Path path) {
 }
 
 std::wstring Win32Text(const Path& path) {
-  std::wstring text = SeparatedText(path);
+  const std::wstring text = SeparatedText(path);
   return text.size() >= kLongFrom && IsAbsolute(path) ? LongText(text) : text;
 }
 

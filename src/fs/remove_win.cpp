@@ -195,7 +195,8 @@ bool DeleteOpened(HANDLE entry, DWORD attributes) {
   const bool is_unknown = error == ERROR_INVALID_PARAMETER || error == ERROR_NOT_SUPPORTED ||
                           error == ERROR_INVALID_FUNCTION || error == ERROR_INVALID_LEVEL;
   // Some take the request and heed the read-only bit all the same.
-  if (!is_unknown && !(read_only && error == ERROR_ACCESS_DENIED)) return false;
+  const bool is_stopped_by_bit = read_only && error == ERROR_ACCESS_DENIED;
+  if (!is_unknown && !is_stopped_by_bit) return false;
   FILE_BASIC_INFO basic{};  // zero times are left as they are
   basic.FileAttributes = attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY);
   if (basic.FileAttributes == 0) basic.FileAttributes = FILE_ATTRIBUTE_NORMAL;
@@ -241,9 +242,10 @@ bool RemoveWithoutFollowing(const Path& path) {
   KernelHandle folder;
   DWORD error = 0;
   // Listing needs a right of its own, which is not needed to delete what the folder holds.
-  for (const DWORD access : {FILE_READ_ATTRIBUTES | FILE_LIST_DIRECTORY, FILE_READ_ATTRIBUTES}) {
-    folder = KernelHandle(::CreateFileW(text.c_str(), access, kShareAll, nullptr, OPEN_EXISTING,
-                                        FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+  for (const int access : {FILE_READ_ATTRIBUTES | FILE_LIST_DIRECTORY, FILE_READ_ATTRIBUTES}) {
+    folder =
+        KernelHandle(::CreateFileW(text.c_str(), static_cast<DWORD>(access), kShareAll, nullptr,
+                                   OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
     error = folder ? 0 : ::GetLastError();
     if (error != ERROR_ACCESS_DENIED && error != ERROR_SHARING_VIOLATION) break;
   }
