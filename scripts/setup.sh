@@ -3,6 +3,9 @@
 # need_packages PACKAGE...   installs what is missing, quiet when nothing is
 # start_wine PREFIX          makes a Wine prefix if it is not there and keeps its server running
 #                            until the script ends
+# is_windows                 whether this is Git Bash on Windows
+
+is_windows() { [ "$(uname -o)" = Msys ]; }
 
 die() {
   echo "$(basename "$0"): $1" >&2
@@ -44,7 +47,7 @@ windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix wine64)
 host_packages=(cmake ninja-build g++ libssl-dev)
 test_packages=(ccache googletest python3 python3-pytest python3-pytest-xdist)
 fuzz_packages=(clang-19 libclang-rt-19-dev)
-lint_packages=(clang-format-19 clang-tidy-19 shellcheck python3-flake8)
+lint_packages=(clang-format-19 clang-tidy-19 shellcheck python3-flake8 python3-yaml)
 
 stop_wine() {
   WINEPREFIX="$1" /usr/lib/wine/wineserver -k 2>/dev/null || true

@@ -24,8 +24,11 @@ Path LongFolder(const Path& parent);
 // A named pipe in the file system. POSIX alone.
 void MakeNamedPipe(const Path& path);
 
-// What `ask` answers in a process that has given up its rights and works in the folder `base`,
-// while the permission bits of `closed` are `mode`. POSIX alone.
+// What `ask` answers to somebody without special rights who works in the folder `base`, while the
+// permission bits of `closed` are `mode`. POSIX asks in a process that has given up its rights.
+// Windows denies reading or writing, as the bits say, to the account; never the way through a
+// folder, which is everybody's there. Not under Wine, which denies nothing to the user of the
+// prefix.
 std::string AnswerWithoutRights(const Path& base, const Path& closed, unsigned mode,
                                 const std::function<std::string()>& ask);
 
@@ -47,11 +50,11 @@ class HeldOpen {
   std::unique_ptr<Handle> handle_;
 };
 
-// Somebody who exchanges what stands at two paths, again and again, until destroyed. On Windows
-// under Wine alone, where a Unix program does it. Either path may vanish meanwhile.
+// Somebody who exchanges what stands at two paths, again and again, until destroyed. Either path
+// may vanish meanwhile.
 class Exchanger {
  public:
-  // Scratch is a folder that the exchanger may use for its own files.
+  // Scratch is a folder on their volume that the exchanger may use.
   Exchanger(const Path& a, const Path& b, const Path& scratch);
   ~Exchanger();
   Exchanger(const Exchanger&) = delete;

@@ -3,53 +3,76 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <algorithm>
+// Needs windows.h before it.
+#include <aclapi.h>
+
+#include <atomic>
+#include <thread>
 
 #include "fs/handle_win.h"
 #include "fs/path_text_win.h"
-#include "support/platform.h"
-#include "support/test_tree.h"
 
 namespace k7k::test {
 
 namespace {
 
-// Renames by way of a third name, because Wine's programs may be older than the exchanging call.
-constexpr std::string_view kExchange = R"(
-import os, sys, time
-a, b, scratch = sys.argv[1:]
-third = scratch + "/third"
-def move(source, target):
-    try:
-        os.rename(source, target)
-    except OSError:
-        pass
-move(a, third); move(b, a); move(third, b)
-open(scratch + "/started", "w").close()
-end = time.monotonic() + 30
-while not os.path.exists(scratch + "/stop") and time.monotonic() < end:
-    move(a, third); move(b, a); move(third, b)
-open(scratch + "/stopped", "w").close()
-)";
+// While it lives, this account lacks these rights to an entry and, by inheritance, to what is in
+// it.
+class DeniedRights {
+ public:
+  DeniedRights(Path path, DWORD rights) : path_(path.make_preferred().native()) {
+    EXPECT_EQ(ERROR_SUCCESS,
+              ::GetNamedSecurityInfoW(path_.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION,
+                                      nullptr, nullptr, &previous_, nullptr, &descriptor_));
+    EXPLICIT_ACCESS_W denial{};
+    std::wstring account = L"CURRENT_USER";
+    ::BuildExplicitAccessWithNameW(&denial, account.data(), rights, DENY_ACCESS,
+                                   SUB_CONTAINERS_AND_OBJECTS_INHERIT);
+    ACL* list = nullptr;
+    EXPECT_EQ(ERROR_SUCCESS, ::SetEntriesInAclW(1, &denial, previous_, &list));
+    Set(list);
+    ::LocalFree(list);
+  }
+  ~DeniedRights() {
+    Set(previous_);
+    ::LocalFree(descriptor_);
+  }
+  DeniedRights(const DeniedRights&) = delete;
+  DeniedRights& operator=(const DeniedRights&) = delete;
 
-std::wstring UnixName(const Path& path) {
-  std::wstring text = path.native().substr(2);  // Z: is the Unix root
-  std::replace(text.begin(), text.end(), L'\\', L'/');
+ private:
+  void Set(ACL* list) {
+    EXPECT_EQ(ERROR_SUCCESS,
+              ::SetNamedSecurityInfoW(path_.data(), SE_FILE_OBJECT, DACL_SECURITY_INFORMATION,
+                                      nullptr, nullptr, list, nullptr));
+  }
+
+  std::wstring path_;
+  ACL* previous_ = nullptr;  // in the descriptor
+  PSECURITY_DESCRIPTOR descriptor_ = nullptr;
+};
+
+std::wstring CurrentFolder() {
+  std::wstring text(::GetCurrentDirectoryW(0, nullptr), L'\0');
+  text.resize(::GetCurrentDirectoryW(static_cast<DWORD>(text.size()), text.data()));
   return text;
-}
-
-void Await(const Path& path) {
-  for (int i = 0; i < 2000 && !Exists(NativeDisk().Status(path)); ++i) ::Sleep(5);
-  EXPECT_TRUE(Exists(NativeDisk().Status(path))) << path;
 }
 
 }  // namespace
 
 void MakeNamedPipe(const Path& path) { FAIL() << "no named pipes in folders: " << path; }
 
-std::string AnswerWithoutRights(const Path&, const Path&, unsigned,
-                                const std::function<std::string()>&) {
-  return "no such child on this platform";
+std::string AnswerWithoutRights(const Path& base, const Path& closed, unsigned mode,
+                                const std::function<std::string()>& ask) {
+  constexpr DWORD kChange = FILE_WRITE_DATA | FILE_APPEND_DATA | FILE_DELETE_CHILD | DELETE;
+  const DWORD denied =
+      ((mode & 0444) == 0 ? FILE_READ_DATA : 0) | ((mode & 0222) == 0 ? kChange : 0);
+  const DeniedRights denial(closed, denied);
+  const std::wstring current = CurrentFolder();
+  EXPECT_TRUE(::SetCurrentDirectoryW(base.c_str()));
+  const std::string answer = ask();
+  EXPECT_TRUE(::SetCurrentDirectoryW(current.c_str()));
+  return answer;
 }
 
 void BeforeOpeningOf(const std::string& name, std::function<void()>) {
@@ -70,29 +93,27 @@ HeldOpen::HeldOpen(const Path& path)
 HeldOpen::~HeldOpen() = default;
 
 struct Exchanger::Work {
-  Path scratch;
+  std::atomic<bool> stop{false};
+  std::thread thread;
 };
 
 Exchanger::Exchanger(const Path& a, const Path& b, const Path& scratch)
-    : work_(std::make_unique<Work>(scratch)) {
-  WriteFile(scratch / "exchange.py", kExchange);
-  std::wstring command = L"python3 \"" + UnixName(scratch / "exchange.py") + L"\" \"" +
-                         UnixName(a) + L"\" \"" + UnixName(b) + L"\" \"" + UnixName(scratch) +
-                         L"\"";
-  STARTUPINFOW start{};
-  start.cb = sizeof(start);
-  PROCESS_INFORMATION process{};
-  EXPECT_TRUE(::CreateProcessW(L"Z:\\usr\\bin\\python3", command.data(), nullptr, nullptr, FALSE, 0,
-                               nullptr, nullptr, &start, &process))
-      << ::GetLastError();
-  ::CloseHandle(process.hThread);
-  ::CloseHandle(process.hProcess);
-  Await(scratch / "started");
+    : work_(std::make_unique<Work>()) {
+  // By way of a third name: Windows has no call that exchanges two.
+  const auto exchange = [a, b, third = scratch / "third"] {
+    ::MoveFileExW(a.c_str(), third.c_str(), 0);
+    ::MoveFileExW(b.c_str(), a.c_str(), 0);
+    ::MoveFileExW(third.c_str(), b.c_str(), 0);
+  };
+  exchange();
+  work_->thread = std::thread([work = work_.get(), exchange] {
+    while (!work->stop) exchange();
+  });
 }
 
 Exchanger::~Exchanger() {
-  WriteFile(work_->scratch / "stop", "");
-  Await(work_->scratch / "stopped");
+  work_->stop = true;
+  work_->thread.join();
 }
 
 }  // namespace k7k::test

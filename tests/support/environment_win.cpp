@@ -3,8 +3,22 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+// These need windows.h before them.
+#include <objbase.h>
+#include <shlobj.h>
+
+#include <algorithm>
+#include <optional>
+#include <string>
+#include <string_view>
+
 #include "app/program_folder.h"
 #include "fs/handle_win.h"
+#include "fs/system_library_win.h"
+#include "support/import_patch_win.h"
+#include "support/native_win.h"
+#include "support/platform.h"
+#include "support/test_tree.h"
 
 namespace k7k::test {
 
@@ -23,28 +37,62 @@ std::wstring ScratchKey() {
   return kScratchKey + (L"." + std::to_wstring(::GetCurrentProcessId()));
 }
 
-}  // namespace
-
-// The system reads the folder from the machine's part of the registry. For this process alone that
-// part is replaced by a key of our own.
-ProgramDataSetting::ProgramDataSetting(const std::optional<Path>& folder) {
+// Wine reads the folder from the machine's part of the registry. For this process alone that part
+// is replaced by a key of our own.
+void ReplaceMachineSettings(const std::wstring& program_data) {
   HKEY machine = nullptr;
   EXPECT_EQ(ERROR_SUCCESS, ::RegCreateKeyExW(HKEY_CURRENT_USER, ScratchKey().c_str(), 0, nullptr, 0,
                                              KEY_ALL_ACCESS, nullptr, &machine, nullptr));
-  const std::wstring text = folder ? folder->native() : L"C:\\there is no such folder";
-  const auto bytes = static_cast<DWORD>((text.size() + 1) * sizeof(wchar_t));
+  const auto bytes = static_cast<DWORD>((program_data.size() + 1) * sizeof(wchar_t));
   EXPECT_EQ(
       ERROR_SUCCESS,
       ::RegSetKeyValueW(
           machine, L"Software\\Microsoft\\Windows\\CurrentVersion\\Explorer\\User Shell Folders",
-          L"Common AppData", REG_SZ, text.c_str(), bytes));
+          L"Common AppData", REG_SZ, program_data.c_str(), bytes));
   EXPECT_EQ(ERROR_SUCCESS, ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, machine));
   ::RegCloseKey(machine);
 }
 
+// Windows has more sources for it than can be replaced for one process, so there the function that
+// the program looks up is another.
+std::wstring program_data_told;
+std::optional<ImportPatch<decltype(::GetProcAddress)>> shell_patch;
+
+HRESULT WINAPI TellProgramData(REFKNOWNFOLDERID, DWORD, HANDLE, PWSTR* text) {
+  if (!Exists(NativeDisk().Status(program_data_told))) {
+    return HRESULT_FROM_WIN32(ERROR_PATH_NOT_FOUND);
+  }
+  const auto allocate =
+      SystemLibrary(L"ole32.dll").Find<decltype(::CoTaskMemAlloc)>("CoTaskMemAlloc");
+  const std::size_t size = program_data_told.size() + 1;
+  *text = static_cast<wchar_t*>(allocate(size * sizeof(wchar_t)));
+  std::copy_n(program_data_told.c_str(), size, *text);
+  return S_OK;
+}
+
+}  // namespace
+
+ProgramDataSetting::ProgramDataSetting(const std::optional<Path>& folder) {
+  const std::wstring text = folder ? folder->native() : L"C:\\there is no such folder";
+  if (RunsUnderWine()) {
+    ReplaceMachineSettings(text);
+  } else {
+    program_data_told = text;
+    shell_patch.emplace("GetProcAddress", [](auto real, HMODULE library, const char* name) {
+      const bool is_wanted = std::string_view(name) == "SHGetKnownFolderPath";
+      return is_wanted ? reinterpret_cast<FARPROC>(reinterpret_cast<void*>(&TellProgramData))
+                       : real(library, name);
+    });
+  }
+}
+
 ProgramDataSetting::~ProgramDataSetting() {
-  EXPECT_EQ(ERROR_SUCCESS, ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr));
-  EXPECT_EQ(ERROR_SUCCESS, ::RegDeleteTreeW(HKEY_CURRENT_USER, ScratchKey().c_str()));
+  if (RunsUnderWine()) {
+    EXPECT_EQ(ERROR_SUCCESS, ::RegOverridePredefKey(HKEY_LOCAL_MACHINE, nullptr));
+    EXPECT_EQ(ERROR_SUCCESS, ::RegDeleteTreeW(HKEY_CURRENT_USER, ScratchKey().c_str()));
+  } else {
+    shell_patch.reset();
+  }
 }
 
 TemporaryFolderSetting::TemporaryFolderSetting(const Path& folder) : previous_(Setting(L"TMP")) {
@@ -97,9 +145,21 @@ std::size_t OpenHandles() {
   return count;
 }
 
-// Wine alone: Z: is the Unix root.
-Path FileThatFailsToRead() { return L"Z:\\proc\\self\\mem"; }
+// Wine keeps no bytes from anybody, but shows the Unix root as Z:.
+Path FileThatFailsToRead() {
+  if (RunsUnderWine()) return L"Z:\\proc\\self\\mem";
+  static const TestFolder folder;
+  WriteFile(folder / "unreadable", "x");
+  static const LockedBytes lock(folder / "unreadable");
+  return folder / "unreadable";
+}
 
-Path FileWithoutRoom() { return L"Z:\\dev\\full"; }
+Path FileWithoutRoom() {
+  if (RunsUnderWine()) return L"Z:\\dev\\full";
+  static const TestFolder folder;
+  WriteFile(folder / "full", "");
+  static const LockedBytes lock(folder / "full");
+  return folder / "full";
+}
 
 }  // namespace k7k::test

@@ -3,8 +3,9 @@
 
 usage: run_gtest.py PLATFORM SKIP_LIST WORK_FOLDER COMMAND...
 
-PLATFORM is "host" or "wine". WORK_FOLDER is made for the run and removed after it. A test that
-skips without standing on the list, or stands on it and does not skip, fails the run.
+PLATFORM is "host", "wine", or "windows" for Windows itself. WORK_FOLDER is made for the run and
+removed after it. A test that skips without standing on the list, or stands on it and does not skip,
+fails the run.
 """
 
 import json

@@ -158,13 +158,14 @@ TEST(FileDigestTest, HashFileSha256_SuccessOrFailure_LeavesNothingOpen) {
   WriteFile(folder / "file", "abc");
   WriteFile(folder / "broken", "abc");
   std::string digest;
+  const Path unreadable = test::FileThatFailsToRead();
   EXPECT_TRUE(HashFileSha256(folder / "file", &digest));  // loads what the first one loads
   const std::size_t before = test::OpenHandles();
   BreakingDisk disk(folder / "broken", 1);
   for (int i = 0; i < 3; ++i) {
     EXPECT_TRUE(HashFileSha256(folder / "file", &digest));
     EXPECT_FALSE(HashFileSha256(folder / "broken", &digest));
-    EXPECT_FALSE(HashFileSha256(test::FileThatFailsToRead(), &digest));
+    EXPECT_FALSE(HashFileSha256(unreadable, &digest));
     EXPECT_FALSE(HashFileSha256(folder.path(), &digest));
   }
   EXPECT_EQ(test::OpenHandles(), before);

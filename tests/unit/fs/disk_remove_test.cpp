@@ -269,7 +269,7 @@ TEST_F(DiskRemoveTest,
 }
 
 TEST_F(DiskRemoveTest, RemoveAll_WithoutTheRight_IsFalseAndLeavesTheTree) {
-  if (test::RunsOnWindows()) GTEST_SKIP() << "Wine denies nothing to the user of the prefix";
+  if (test::RunsUnderWine()) GTEST_SKIP() << "Wine denies nothing to the user of the prefix";
   WriteFile(folder_ / "tree/closed/file", "content");
   const Tree before = Everything();
   EXPECT_EQ(test::AnswerWithoutRights(

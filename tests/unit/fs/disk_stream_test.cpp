@@ -93,7 +93,7 @@ TEST(DiskStreamTest, OpenOutput_NamedPipe_DoesNotWaitForAReader) {
 }
 
 TEST(DiskStreamTest, OpenInput_FileThatMayNotBeRead_IsNull) {
-  if (test::RunsOnWindows()) GTEST_SKIP() << "Wine denies nothing to the user of the prefix";
+  if (test::RunsUnderWine()) GTEST_SKIP() << "Wine denies nothing to the user of the prefix";
   const TestFolder folder;
   WriteFile(folder / "closed", "content");
   EXPECT_EQ(test::AnswerWithoutRights(
@@ -160,7 +160,7 @@ TEST(DiskStreamTest, OpenOutput_MissingParent_IsNullAndCreatesNothing) {
 }
 
 TEST(DiskStreamTest, OpenOutput_WithoutTheRight_IsNullAndKeepsTheContent) {
-  if (test::RunsOnWindows()) GTEST_SKIP() << "Wine denies nothing to the user of the prefix";
+  if (test::RunsUnderWine()) GTEST_SKIP() << "Wine denies nothing to the user of the prefix";
   const TestFolder folder;
   WriteFile(folder / "file", "content");
   EXPECT_EQ(test::AnswerWithoutRights(

@@ -184,7 +184,7 @@ TEST(DiskWalkTest, Walk_FolderReplacedByALinkBeforeItIsEntered_DoesNotFollowTheL
 }
 
 TEST(DiskWalkTest, Walk_FolderThatMayNotBeListed_EndsFailed) {
-  if (test::RunsOnWindows()) GTEST_SKIP() << "Wine denies nothing to the user of the prefix";
+  if (test::RunsUnderWine()) GTEST_SKIP() << "Wine denies nothing to the user of the prefix";
   const TestFolder folder;
   MakeFolder(folder / "tree/closed/inner");
   const auto walk_closed = [] {

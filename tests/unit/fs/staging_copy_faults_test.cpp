@@ -91,7 +91,7 @@ TEST_F(StagingCopyFaultsTest, StageCopy_FailedStepThatYieldsAnEscapingEntry_Coul
 }
 
 TEST_F(StagingCopyFaultsTest, StageCopy_SubfolderThatCannotBeListed_EndsWithSuccess) {
-  if (test::RunsOnWindows()) GTEST_SKIP() << "Wine denies nothing to the user of the prefix";
+  if (test::RunsUnderWine()) GTEST_SKIP() << "Wine denies nothing to the user of the prefix";
   WriteFile(payload_ / "closed/file", "content");
   // The child may not write where the tests do.
   MakeFolder(staging_ / "closed");
@@ -104,7 +104,7 @@ TEST_F(StagingCopyFaultsTest, StageCopy_SubfolderThatCannotBeListed_EndsWithSucc
 }
 
 TEST_F(StagingCopyFaultsTest, StageCopy_FileThatMayNotBeRead_CouldNotCopy) {
-  if (test::RunsOnWindows()) GTEST_SKIP() << "Wine denies nothing to the user of the prefix";
+  if (test::RunsUnderWine()) GTEST_SKIP() << "Wine denies nothing to the user of the prefix";
   WriteFile(payload_ / "file", "content");
   MakeFolder(staging_);
   EXPECT_EQ(

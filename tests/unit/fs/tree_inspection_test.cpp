@@ -193,7 +193,7 @@ TEST(TreeInspectionTest, InspectTree_EntryThatBecomesALinkAfterItWasListed_Conta
 }
 
 TEST(TreeInspectionTest, InspectTree_SubfolderThatCannotBeListed_EndsWithSuccess) {
-  if (test::RunsOnWindows()) GTEST_SKIP() << "Wine denies nothing to the user of the prefix";
+  if (test::RunsUnderWine()) GTEST_SKIP() << "Wine denies nothing to the user of the prefix";
   const TestFolder folder;
   WriteFile(folder / "tree/closed/file", "content");
   EXPECT_EQ(test::AnswerWithoutRights(
@@ -203,7 +203,7 @@ TEST(TreeInspectionTest, InspectTree_SubfolderThatCannotBeListed_EndsWithSuccess
 }
 
 TEST(TreeInspectionTest, InspectTree_RootThatCannotBeListed_EndsWithSuccess) {
-  if (test::RunsOnWindows()) GTEST_SKIP() << "Wine denies nothing to the user of the prefix";
+  if (test::RunsUnderWine()) GTEST_SKIP() << "Wine denies nothing to the user of the prefix";
   const TestFolder folder;
   MakeFolder(folder / "tree");
   MakeFolderLink(folder / "nothing", folder / "tree/link");
