@@ -2,6 +2,7 @@
 // one of them. K7K_PROPERTY_SEED and K7K_PROPERTY_ROUNDS pick others than the usual ones.
 #include <gtest/gtest.h>
 
+#include <cctype>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <sstream>
+#include <streambuf>
 
 namespace k7k::test {
 

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <sstream>
+#include <streambuf>
 #include <string>
 
 #include "support/test_tree.h"
