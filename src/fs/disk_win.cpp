@@ -64,8 +64,11 @@ std::wstring TextIn(std::wstring folder, const wchar_t* name) {
 
 class WindowsTreeWalk : public TreeWalk {
  public:
-  // With a separator at the end: what Win32 trims there is more than it trims before a separator.
-  explicit WindowsTreeWalk(const Path& root) { Enter(root, LongText(SeparatedText(root / L""))); }
+  explicit WindowsTreeWalk(const Path& root) {
+    if (root.empty()) return Fail();  // the pattern alone would list the current folder
+    // With a separator at the end: what Win32 trims there is more than it trims before a separator.
+    Enter(root, LongText(SeparatedText(root / L"")));
+  }
 
   bool AtEnd() const override { return levels_.empty(); }
   bool Failed() const override { return failed_; }

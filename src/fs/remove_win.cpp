@@ -32,6 +32,11 @@ constexpr NTSTATUS kNameNotFound = static_cast<NTSTATUS>(0xC0000034);
 constexpr NTSTATUS kAccessDenied = static_cast<NTSTATUS>(0xC0000022);
 constexpr NTSTATUS kSharingViolation = static_cast<NTSTATUS>(0xC0000043);
 
+// What an identifier of 64 bits is where there is none, and where the file system's own are wider
+// ("FILE_INTERNAL_INFORMATION structure (ntifs.h)").
+constexpr std::uint64_t kNoIdentifier = 0;
+constexpr std::uint64_t kTooWide = ~std::uint64_t{0};
+
 // FileDispositionInfoEx, from the page "FILE_INFO_BY_HANDLE_CLASS enumeration (minwinbase.h)".
 constexpr auto kDispositionEx = static_cast<FILE_INFO_BY_HANDLE_CLASS>(21);
 
@@ -146,10 +151,10 @@ bool IsPathIn(std::wstring folder, const std::wstring& name, const std::wstring&
   return AreSameName(folder + name, entry);
 }
 
-// The identifier of an open entry on its volume, 0 when it has none.
+// The identifier of an open entry on its volume; kNoIdentifier when it has none.
 std::uint64_t IdentifierOf(HANDLE entry) {
   BY_HANDLE_FILE_INFORMATION info{};
-  if (!::GetFileInformationByHandle(entry, &info)) return 0;
+  if (!::GetFileInformationByHandle(entry, &info)) return kNoIdentifier;
   return (std::uint64_t{info.nFileIndexHigh} << 32) | info.nFileIndexLow;
 }
 
@@ -163,7 +168,7 @@ bool IsListedAs(HANDLE folder, const std::wstring& name, HANDLE entry, DWORD att
         listed |= AreSameName(found, name) && IsLink(record.FileAttributes) == IsLink(attributes) &&
                   static_cast<std::uint64_t>(record.FileId.QuadPart) == identifier;
       });
-  return listed && identifier != 0;
+  return listed && identifier != kNoIdentifier && identifier != kTooWide;
 }
 
 // Whether an opened entry is the one that its folder holds under that name. Some file systems open

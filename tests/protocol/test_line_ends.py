@@ -2,10 +2,9 @@
 
 import pytest
 
-USAGE = (
-    b"Usage: K7KObsConnectorInstaller --self-test | --status-bundled | --write-bundled-manifest | "
-    b"--status-standard | --install-standard | --remove-standard | --status-portable <OBS root> | "
-    b"--install-portable <OBS root> | --remove-portable <OBS root>")
+import test_usage
+
+USAGE = test_usage.USAGE.err.rstrip("\n").encode()
 
 
 def streams(box, *arguments):

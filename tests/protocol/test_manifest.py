@@ -198,11 +198,12 @@ def test_writer_manifest_that_is_a_folder_cannot_be_created(sandbox):
 
 
 @pytest.mark.only("host", "only the host lets a test put a library before the C runtime")
-def test_writer_manifest_that_cannot_be_looked_at_keeps_its_content(sandbox, programs):
+@pytest.mark.parametrize("refusal", ["no_look_at_written_files.c", "no_emptying.c"])
+def test_writer_manifest_that_cannot_be_looked_at_or_emptied_keeps_its_content(sandbox, programs,
+                                                                               refusal):
     sandbox.write_bundle()
     with sandbox.unchanged():
-        assert sandbox.run("--write-bundled-manifest",
-                           env=programs.preloaded("no_look_at_written_files.c")) == failure(
+        assert sandbox.run("--write-bundled-manifest", env=programs.preloaded(refusal)) == failure(
             "manifest-failed", 2, "Could not create the integrity manifest")
 
 

@@ -7,7 +7,8 @@
 namespace k7k::test {
 
 // Has the running program's calls of a function that it imports go to another one. Gives the one
-// that they went to before. Calls from other modules, such as the C runtime's, stay as they are.
+// that they went to before. Calls from other modules stay as they are: the C runtime's too
+// where it is a DLL, while a runtime that is linked in calls through the same table.
 void* ExchangeImport(const char* name, void* function);
 
 // While it lives, calls of a Win32 function come to `fake`, which is given the function in whose

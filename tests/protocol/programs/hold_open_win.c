@@ -1,5 +1,5 @@
-// Opens the file or folder it is told to, if any, without sharing deletion, says "ready", and keeps
-// it open until its input ends.
+// Opens the file or folder it is told to, if any, says "ready", and keeps it open until its input
+// ends: sharing nothing ("none"), reading ("read"), or all, with the right to delete ("all").
 #include <stdio.h>
 #include <wchar.h>
 #include <windows.h>

@@ -126,6 +126,7 @@ TEST(DiskWalkTest, Walk_MissingRoot_IsAtItsEndAndFailed) {
   const TestFolder folder;
   ExpectEndAndFailure(*NativeDisk().Walk(folder / "nothing"));
   ExpectEndAndFailure(*NativeDisk().Walk(folder / "no/thing"));
+  ExpectEndAndFailure(*NativeDisk().Walk(""));
 }
 
 TEST(DiskWalkTest, Walk_FileAsRoot_IsAtItsEndAndFailed) {

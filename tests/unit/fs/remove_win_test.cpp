@@ -162,31 +162,35 @@ TEST_F(RemoveWinTest, PathsThatCannotBeHad_NoIdentifiers_IsRefused) {
   ExpectRefusedAtOnce();
 }
 
-TEST_F(RemoveWinTest, PathsThatCannotBeHad_IdentifiersOfZero_AreNone) {
+// Zeros where there are none, ones where the file system's own have more than 64 bits.
+TEST_F(RemoveWinTest, PathsThatCannotBeHad_IdentifiersThatTellNothing_AreNotCompared) {
   const NoFinalPaths none;
-  const InformationPatch patch(
-      "GetFileInformationByHandleEx",
-      [](auto real, HANDLE entry, auto kind, void* answer, DWORD size) {
-        if (kind == FileNameInfo) return Failure(ERROR_INVALID_FUNCTION);
-        const BOOL answered = real(entry, kind, answer, size);
-        if (kind != FileIdBothDirectoryInfo && kind != FileIdBothDirectoryRestartInfo) {
+  for (const std::uint64_t bits : {std::uint64_t{0}, ~std::uint64_t{0}}) {
+    const InformationPatch listed(
+        "GetFileInformationByHandleEx",
+        [bits](auto real, HANDLE entry, auto kind, void* answer, DWORD size) {
+          if (kind == FileNameInfo) return Failure(ERROR_INVALID_FUNCTION);
+          const BOOL answered = real(entry, kind, answer, size);
+          if (kind != FileIdBothDirectoryInfo && kind != FileIdBothDirectoryRestartInfo) {
+            return answered;
+          }
+          for (char* at = static_cast<char*>(answer); answered;) {
+            auto* record = reinterpret_cast<FILE_ID_BOTH_DIR_INFO*>(at);
+            record->FileId.QuadPart = static_cast<LONGLONG>(bits);
+            if (record->NextEntryOffset == 0) break;
+            at += record->NextEntryOffset;
+          }
           return answered;
-        }
-        for (char* at = static_cast<char*>(answer); answered;) {
-          auto* record = reinterpret_cast<FILE_ID_BOTH_DIR_INFO*>(at);
-          record->FileId.QuadPart = 0;
-          if (record->NextEntryOffset == 0) break;
-          at += record->NextEntryOffset;
-        }
-        return answered;
-      });
-  const IdentifierPatch zero("GetFileInformationByHandle",
-                             [](auto real, HANDLE entry, BY_HANDLE_FILE_INFORMATION* info) {
-                               const BOOL answered = real(entry, info);
-                               info->nFileIndexHigh = info->nFileIndexLow = 0;
-                               return answered;
-                             });
-  ExpectRefusedAtOnce();
+        });
+    const IdentifierPatch opened("GetFileInformationByHandle",
+                                 [bits](auto real, HANDLE entry, BY_HANDLE_FILE_INFORMATION* info) {
+                                   const BOOL answered = real(entry, info);
+                                   info->nFileIndexHigh = info->nFileIndexLow =
+                                       static_cast<DWORD>(bits);
+                                   return answered;
+                                 });
+    ExpectRefusedAtOnce();
+  }
 }
 
 TEST_F(RemoveWinTest, PathsThatCannotBeHad_NoListOfIdentifiers_IsRefused) {
