@@ -6,8 +6,8 @@ import pytest
 
 from payload import LIBRARY, write_files
 from sandbox import (INSTALLED, OBS_DATA, OBS_DATA_PARENT, OBS_DLL, OBS_DLL_PARENT, PLUGIN, PLUGINS,
-                     REMOVED, VALID_BUNDLE, failure, installed_tree, portable_installed_tree, status,
-                     unverified_bundle)
+                     REMOVED, VALID_BUNDLE, failure, installed_tree, portable_installed_tree,
+                     status, unverified_bundle)
 from trees import folders_to, without
 
 pytestmark = pytest.mark.only("wine", "an open file holds up neither moves nor deletions there")
