@@ -58,14 +58,20 @@ bool IsReparsePointByText(const std::wstring& text) {
 
 // The text of an entry, or of a pattern, in a folder given by its text.
 std::wstring TextIn(std::wstring folder, const wchar_t* name) {
-  if (!folder.empty() && folder.back() != L'\\') folder += L'\\';
+  if (folder.back() != L'\\') folder += L'\\';
   return folder + name;
 }
 
 class WindowsTreeWalk : public TreeWalk {
  public:
   // With a separator at the end: what Win32 trims there is more than it trims before a separator.
-  explicit WindowsTreeWalk(const Path& root) { Enter(root, LongText(SeparatedText(root / L""))); }
+  explicit WindowsTreeWalk(const Path& root) {
+    if (root.empty()) {
+      Fail();  // Win32 would list the current folder
+    } else {
+      Enter(root, LongText(SeparatedText(root / L"")));
+    }
+  }
 
   bool AtEnd() const override { return levels_.empty(); }
   bool Failed() const override { return failed_; }
