@@ -58,7 +58,7 @@ bool IsReparsePointByText(const std::wstring& text) {
 
 // The text of an entry, or of a pattern, in a folder given by its text.
 std::wstring TextIn(std::wstring folder, const wchar_t* name) {
-  if (!folder.empty() && folder.back() != L'\\') folder += L'\\';
+  if (folder.back() != L'\\') folder += L'\\';
   return folder + name;
 }
 

@@ -1,6 +1,8 @@
 // Win32 calls that answer as a test wants, for what nothing real brings about.
 #pragma once
 
+#include <windows.h>
+
 #include <optional>
 #include <utility>
 
@@ -10,6 +12,13 @@ namespace k7k::test {
 // that they went to before. Calls from other modules stay as they are: the C runtime's too
 // where it is a DLL, while a runtime that is linked in calls through the same table.
 void* ExchangeImport(const char* name, void* function);
+
+// A function as GetProcAddress gives it.
+template <class Function>
+FARPROC LookedUp(Function* function) {
+  // By way of void*: a direct cast between function types is a warning.
+  return reinterpret_cast<FARPROC>(reinterpret_cast<void*>(function));
+}
 
 // While it lives, calls of a Win32 function come to `fake`, which is given the function in whose
 // place it stands and then what the call was given:

@@ -23,9 +23,10 @@ using test::WriteFile;
 
 TEST(DiskTest, IsAbsolute_ByThePlatformsRule_IsTrue) {
   if (test::RunsOnWindows()) {
-    for (const char* path : {"C:\\", "C:\\x", "C:/x", "c:\\x\\..\\y", "Z:\\with space",
-                             "\\\\server\\share", "\\\\server\\share\\x", "//server/share/x",
-                             "\\\\?\\C:\\x", "\\\\?\\UNC\\server\\share", "\\??\\C:\\x"}) {
+    for (const char* path :
+         {"C:\\", "C:\\x", "C:/x", "c:\\x\\..\\y", "a:\\x", "A:\\x", "z:\\x", "Z:\\with space",
+          "\\\\server\\share", "\\\\server\\share\\x", "//server/share/x", "\\\\?\\C:\\x",
+          "\\\\?\\UNC\\server\\share", "\\??\\C:\\x", "\\??\\"}) {
       EXPECT_TRUE(IsAbsolute(path)) << path;
     }
   } else {
@@ -36,7 +37,8 @@ TEST(DiskTest, IsAbsolute_ByThePlatformsRule_IsTrue) {
 }
 
 TEST(DiskTest, IsAbsolute_RelativeByThePlatformsRule_IsFalse) {
-  for (const char* path : {"", "x", ".", "..", "x/y", "../x", "C:", "C:x", "C:x/y", "1:/x"}) {
+  for (const char* path : {"", "x", ".", "..", "x/y", "../x", "C:", "C:x", "C:x/y", "1:/x", "@:/x",
+                           "[:/x", "`:/x", "{:/x"}) {
     EXPECT_FALSE(IsAbsolute(path)) << path;
   }
   if (test::RunsOnWindows()) {

@@ -129,6 +129,10 @@ TEST(DiskWalkTest, Walk_MissingRoot_IsAtItsEndAndFailed) {
   ExpectEndAndFailure(*NativeDisk().Walk(""));
 }
 
+TEST(DiskWalkTest, Walk_EmptyPath_IsAtItsEndAndFailed) {
+  ExpectEndAndFailure(*NativeDisk().Walk(Path()));
+}
+
 TEST(DiskWalkTest, Walk_FileAsRoot_IsAtItsEndAndFailed) {
   const TestFolder folder;
   WriteFile(folder / "file", "content");

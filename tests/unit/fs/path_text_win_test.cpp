@@ -1,9 +1,13 @@
 #include "fs/path_text_win.h"
 
 #include <gtest/gtest.h>
+#include <windows.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
+
+#include "support/import_patch_win.h"
 
 namespace k7k {
 namespace {
@@ -18,9 +22,9 @@ const std::wstring kLong = [] {
 }();
 
 TEST(PathTextWinTest, Win32Text_ShortPaths_StayAsTheyAre) {
-  for (const wchar_t* text :
-       {L"", L"x", L"C:x", L"\\x", L"C:\\", L"C:\\x", L"C:\\x\\", L"C:\\x\\..\\y", L"C:\\x.",
-        L"C:\\x ", L"\\\\server\\share", L"\\\\server\\share\\x", L"\\\\?\\C:\\x", L"nul"}) {
+  for (const wchar_t* text : {L"", L"x", L"C:x", L"\\x", L"C:\\", L"C:\\x", L"C:\\x\\",
+                              L"C:\\x\\..\\y", L"C:\\x.", L"C:\\x ", L"\\\\server\\share",
+                              L"\\\\server\\share\\x", L"\\\\?\\C:\\x", L"\\\\?\\", L"nul"}) {
     EXPECT_EQ(Win32Text(text), text);
   }
 }
@@ -75,7 +79,7 @@ TEST(PathTextWinTest, Win32Text_LongPaths_MeanWhatShortOnesDo) {
 
 TEST(PathTextWinTest, Win32Text_LongPathsThatAreNotAbsoluteOrHaveAPrefix_StayAsTheyAre) {
   for (const wchar_t* start : {L"", L"C:x", L"x", L"\\\\?\\C:", L"\\\\?\\UNC\\server\\share",
-                               L"\\\\.\\C:", L"\\\\?\\C:\\x\\..", L"\\\\?\\C:\\x."}) {
+                               L"\\\\.\\C:", L"\\??\\C:", L"\\\\?\\C:\\x\\..", L"\\\\?\\C:\\x."}) {
     const std::wstring text = start + kLong;
     EXPECT_EQ(Win32Text(text), text);
   }
@@ -93,6 +97,29 @@ TEST(PathTextWinTest, LongText_RelativeText_BecomesFull) {
   EXPECT_TRUE(text.starts_with(L"\\\\?\\")) << text;
   EXPECT_TRUE(text.ends_with(L"\\x\\y")) << text;
   EXPECT_EQ(LongText(L""), L"");
+}
+
+// As the system does it ("GetFullPathNameW"): the length of what is stored, or the room wanted with
+// the terminator.
+TEST(PathTextWinTest, LongText_FullTextOfAnyLength_IsWhole) {
+  for (const std::size_t length : {100, 260, 261, 262, 1000, 32000}) {
+    const std::wstring full = L"C:\\" + std::wstring(length - 3, L'x');
+    const test::ImportPatch<decltype(::GetFullPathNameW)> patch(
+        "GetFullPathNameW", [&](auto, const wchar_t* text, DWORD room, wchar_t* to, wchar_t**) {
+          EXPECT_EQ(text, std::wstring(L"x"));
+          if (room <= length) return static_cast<DWORD>(length + 1);
+          *std::copy(full.begin(), full.end(), to) = L'\0';
+          return static_cast<DWORD>(length);
+        });
+    EXPECT_EQ(LongText(L"x"), L"\\\\?\\" + full) << length;
+  }
+}
+
+TEST(PathTextWinTest, LongText_FullTextThatCannotBeTold_StaysAsItIs) {
+  const test::ImportPatch<decltype(::GetFullPathNameW)> patch(
+      "GetFullPathNameW",
+      [](auto, const wchar_t*, DWORD, wchar_t*, wchar_t**) { return DWORD{0}; });
+  EXPECT_EQ(LongText(L"x"), L"x");
 }
 
 TEST(PathTextWinTest, IsAbsolute_LongPaths_IsJudgedByWhatIsGiven) {

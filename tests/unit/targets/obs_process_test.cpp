@@ -73,7 +73,7 @@ TEST_F(ObsProcessTest, IsObsRunning_FolderOfThatName_IsFalse) {
 }
 
 TEST_F(ObsProcessTest, IsObsRunning_ProcessesCannotBeListed_IsFalseThoughObsRuns) {
-  if (test::RunsOnWindows()) GTEST_SKIP() << "no way is known to make the system refuse its list";
+  if (test::RunsOnWindows()) GTEST_SKIP() << "Windows refuses its list to nobody";
   const RunningProgram obs(folder.path(), "obs64.exe");
   EXPECT_TRUE(IsObsRunning());
   bool running = true;
