@@ -65,9 +65,12 @@ std::wstring TextIn(std::wstring folder, const wchar_t* name) {
 class WindowsTreeWalk : public TreeWalk {
  public:
   explicit WindowsTreeWalk(const Path& root) {
-    if (root.empty()) return Fail();  // the pattern alone would list the current folder
     // With a separator at the end: what Win32 trims there is more than it trims before a separator.
-    Enter(root, LongText(SeparatedText(root / L"")));
+    if (root.empty()) {
+      Fail();  // Win32 would list the current folder
+    } else {
+      Enter(root, LongText(SeparatedText(root / L"")));
+    }
   }
 
   bool AtEnd() const override { return levels_.empty(); }
