@@ -18,6 +18,7 @@ enum class Call {
   WalkAdvance,  // a failed one ends the walk
   CreateFolder,
   Copy,
+  Flush,
   Move,
   Remove,  // one for each entry of a removed tree, deepest first
   OpenInput,
@@ -56,6 +57,7 @@ class FaultDisk : public Disk {
   std::unique_ptr<TreeWalk> Walk(const Path& root) override;
   bool CreateFolder(const Path& path) override;
   bool Copy(const Path& from, const Path& to) override;
+  bool Flush(const Path& path) override;
   int Move(const Path& from, const Path& to) override;
   bool RemoveAll(const Path& path) override;
   std::unique_ptr<std::istream> OpenInput(const Path& path) override;
