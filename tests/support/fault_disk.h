@@ -34,7 +34,8 @@ struct DiskCall {
 };
 
 // Hands each call to the real disk unless `fails` says that it fails; a failed call changes nothing
-// on disk. Counts the pauses instead of spending them. Lives as the CurrentDisk of the test.
+// on disk. Counts the pauses and the flushes instead of spending their time. Lives as the
+// CurrentDisk of the test.
 class FaultDisk : public Disk {
  public:
   FaultDisk() : override_(*this) {}
