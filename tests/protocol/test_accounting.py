@@ -8,9 +8,8 @@ from collections import Counter
 
 import pytest
 
-from payload import FILES_BYTES, LIBRARY, MANIFEST_BYTES, REQUIRED, SIZES
-from platforms import REPOSITORY
-from sandbox import BUNDLE, OBS_DATA, OBS_DATA_PARENT, OBS_DLL, OBS_DLL_PARENT, PLUGIN, PLUGINS
+from payload import FILES_BYTES, MANIFEST_BYTES, REQUIRED, SIZES
+from sandbox import BUNDLE, OBS_DATA_PARENT, OBS_DLL_PARENT, PLUGIN, PLUGINS
 
 pytestmark = pytest.mark.only("host", "the calls are counted by a preloaded library")
 
@@ -131,8 +130,8 @@ COMMANDS = {
 def calls(sandbox, programs, work):
     """Gives a function that runs a command and tells its calls.
 
-    A status is asked of the bundle's own copy, so that its comparison goes to the end; all else runs
-    over a complete older one.
+    A status is asked of the bundle's own copy, so that its comparison goes to the end; all else
+    runs over a complete older one.
     """
     log = work / "calls"
     sandbox.write_bundle("N")
