@@ -115,12 +115,6 @@ TEST_F(FlushWinTest, Flush_ReadOnlyBitThatCannotBePutBack_IsFalse) {
   EXPECT_EQ(set, 2);
 }
 
-TEST_F(FlushWinTest, Flush_ReadOnlyFolder_KeepsItsAttributes) {
-  ASSERT_TRUE(::SetFileAttributesW(path_.c_str(), FILE_ATTRIBUTE_READONLY));
-  EXPECT_TRUE(disk_.Flush(path_));
-  EXPECT_NE(::GetFileAttributesW(path_.c_str()) & FILE_ATTRIBUTE_READONLY, 0U);
-}
-
 // As a scanner has it open.
 TEST_F(FlushWinTest, Flush_FileThatIsOpenForDeletion_IsTrue) {
   const KernelHandle other(::CreateFileW(file_.c_str(), GENERIC_READ | DELETE, kShareAll, nullptr,
