@@ -21,7 +21,7 @@ def test_archive_holds_program_bundle_and_pages(out):
     assert {path.name for path in out.iterdir()} == OUTPUTS
     with zipfile.ZipFile(out / f"{NAME}.zip") as archive:
         names = archive.namelist()
-    assert names == sorted(["README.txt", PROGRAM, "deploy/detect.cmd",
+    assert names == sorted(["README.txt", PROGRAM, "deploy/detect.cmd", "deploy/install.cmd",
                             *(f"docs/{page}" for page in PAGES),
                             *(f"{BUNDLE}/{path}" for path in (*REQUIRED, MANIFEST))])
 
