@@ -13,6 +13,7 @@ WINDOWS_COMPILER = "x86_64-w64-mingw32-gcc"
 class Programs:
     def __init__(self, platform, folder):
         self._platform = platform
+        self.on_wine = platform.name == "wine"
         self._folder = folder
         self._folder.mkdir()
 
@@ -49,7 +50,7 @@ class Programs:
         """Runs a process whose executable has the given name."""
         folder.mkdir()
         executable = folder / name
-        if self._platform.name == "wine":
+        if self.on_wine:
             shutil.copy2(self.windows_program("hold_open_win.c"), executable)
             with self._waiting(self._platform.start_command(executable)):
                 yield
