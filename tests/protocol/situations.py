@@ -304,22 +304,23 @@ def plugin_is_held_open(box):
     pass
 
 
-def kept_during(box, programs):
-    """What keeps the two files of a copy that cannot be deleted."""
-    folders = [box.plugin / "kept", box.root / OBS_DATA / "kept"]
-    if not programs.on_wine:
-        return denied(*folders, mode=0o500)
-    stack = contextlib.ExitStack()
-    for folder in folders:
-        stack.enter_context(programs.held_open(folder / "file", "read"))
-    return stack
+def undeletable(folder, programs):
+    """Keeps the one file of a folder, which the run may move away, from being deleted."""
+    if programs.on_wine:
+        return programs.held_open(folder / "file", "read")
+    return denied(folder, mode=0o500)
 
 
-@situation({"Plugin removal failed and was rolled back": ["--remove-standard 35"],
-            "Portable plugin was detached, but a private backup remains": ["--remove-portable 55"]},
-           during=kept_during)
-def copies_cannot_be_deleted(box):
+@situation({"Plugin removal failed and was rolled back": ["--remove-standard 35"]},
+           during=lambda box, programs: undeletable(box.plugin / "kept", programs))
+def plugin_cannot_be_deleted(box):
     write_files(box.plugin, {"kept/file": b"x"})
+
+
+@situation({"Portable plugin was detached, but a private backup remains":
+            ["--remove-portable 55"]},
+           during=lambda box, programs: undeletable(box.root / OBS_DATA / "kept", programs))
+def data_cannot_be_deleted(box):
     write_files(box.root / OBS_DATA, {"kept/file": b"x"})
 
 
