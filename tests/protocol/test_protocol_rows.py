@@ -5,6 +5,8 @@ import sys
 
 import pytest
 
+import bundle_situations  # noqa: F401  these two fill SITUATIONS
+import target_situations  # noqa: F401
 from platforms import REPOSITORY
 from situations import SITUATIONS, good_box
 from test_denied import give_up_overrides
