@@ -4,10 +4,19 @@ import contextlib
 import os
 import shutil
 import subprocess
+import time
 from pathlib import Path
 
 SOURCES = Path(__file__).resolve().parent / "programs"
 WINDOWS_COMPILER = "x86_64-w64-mingw32-gcc"
+
+
+def wait_for_name(process, name):
+    """Waits until the system calls the process so, which it does not yet when Popen returns."""
+    end = time.monotonic() + 30
+    while Path(f"/proc/{process}/comm").read_text(encoding="utf-8") != name + "\n":
+        assert time.monotonic() < end
+        time.sleep(0.001)
 
 
 class Programs:
@@ -58,6 +67,7 @@ class Programs:
             shutil.copy2("/bin/sleep", executable)
             process = subprocess.Popen([executable, "120"])
             try:
+                wait_for_name(process.pid, name)
                 yield
             finally:
                 process.kill()
