@@ -104,7 +104,6 @@ def meaning_lines(entry):
     for row in entry["with"]:
         if "disk" in ROWS[row]:
             on_disk.setdefault(DATA["disk"][entry.get("disk", ROWS[row]["disk"])], []).append(row)
-    yield from textwrap.wrap(f"With {named(entry['with'])}:", 105, break_on_hyphens=False)
     yield ""
     yield from item(f"Cause: {entry['cause']}")
     for text, rows in on_disk.items():
@@ -113,49 +112,75 @@ def meaning_lines(entry):
     yield from item(f"Trying again later: {AGAIN[entry['retry']]}.")
 
 
+def paragraph(text):
+    yield ""
+    yield from textwrap.wrap(text, 105, break_on_hyphens=False)
+
+
+def text_lines(text):
+    """A text's own meanings, and where those are that it shares with other texts."""
+    yield ""
+    yield f"## {text or 'No text'}"
+    if not text:
+        yield from paragraph("`detail=` with nothing after it, and a status without a `detail=`.")
+    entries = [entry for entry in DATA["details"] if text in entry["texts"]]
+    for entry in entries:
+        if len(entry["texts"]) == 1:
+            yield from paragraph(f"With {named(entry['with'])}:")
+            yield from meaning_lines(entry)
+    for entry in entries:
+        if len(entry["texts"]) > 1:
+            yield from paragraph(f"With {named(entry['with'])}: "
+                                 "see [shared meanings](#shared-meanings).")
+
+
+def shared_meanings():
+    yield ""
+    yield "## Shared meanings"
+    for entry in DATA["details"]:
+        if len(entry["texts"]) > 1:
+            texts = ", ".join(f"`{text}`" if text else "no text" for text in entry["texts"])
+            yield from paragraph(f"With {named(entry['with'])}, any of {texts}:")
+            yield from meaning_lines(entry)
+
+
 def messages():
     yield "# Messages"
     yield ""
     yield MADE
-    yield ""
-    yield from textwrap.wrap(
+    yield from paragraph(
         "Every text that can follow `detail=`, in alphabetical order, with the commands and exit "
         "codes that it comes with. One text can have several meanings. Status commands change "
-        "nothing on the disk. [driving.md](driving.md) has the lines and codes themselves.", 105)
+        "nothing on the disk. [driving.md](driving.md) has the lines and codes themselves.")
     for text in sorted({text for entry in DATA["details"] for text in entry["texts"]}):
-        yield ""
-        yield f"## {text or 'No text'}"
-        if not text:
-            yield ""
-            yield "`detail=` with nothing after it, and a status without a `detail=`."
-        for entry in DATA["details"]:
-            if text in entry["texts"]:
-                yield ""
-                yield from meaning_lines(entry)
+        yield from text_lines(text)
+    yield from shared_meanings()
     yield ""
     yield "## Texts that no command prints"
     for entry in DATA["unprinted"]:
-        yield ""
-        yield from textwrap.wrap(entry["why"], 105)
+        yield from paragraph(entry["why"])
         yield ""
         for text in entry["texts"]:
             yield from item(f"`{text}`")
     yield from other_tables()
 
 
+def place_of(name):
+    place = DATA["constants"]["places"][name]
+    return "`{}` below {}".format(place["path"].replace("/", "\\"), place["below"])
+
+
 def other_tables():
     constants = DATA["constants"]
     yield ""
     yield "## Private names"
-    yield ""
-    yield from textwrap.wrap(
+    yield from paragraph(
         f"`{constants['privatePrefix']}<tag>.<process>.<time>`, beside what they stand for. A run "
-        "that ends by itself leaves one only where something could not be deleted or moved back.",
-        105)
+        "that ends by itself leaves one only where something could not be deleted or moved back.")
     yield ""
     yield from table(["Tag", "Folder", "Holds"], (
-        [f"`{name['tag']}`", "`{path}` below {below}".format(**constants["places"][name["place"]]),
-         name["holds"]] for name in constants["privateNames"]))
+        [f"`{name['tag']}`", place_of(name["place"]), name["holds"]]
+        for name in constants["privateNames"]))
     yield ""
     yield "## Numbers of the self-test"
     yield ""
