@@ -41,7 +41,7 @@ def named(rows):
 def wait_of(command):
     constants = DATA["constants"]
     pauses = command["moves"] * (constants["moveAttempts"] - 1)
-    return f"{pauses * constants['movePauseMilliseconds'] / 1000:.1f} s" if pauses else "none"
+    return f"{pauses * constants['movePauseMilliseconds']} ms" if pauses else "none"
 
 
 def command_rows():

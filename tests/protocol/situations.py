@@ -12,6 +12,7 @@ from typing import Callable
 
 NOTHING = contextlib.nullcontext()
 BY_RIGHTS = ("host", "Wine opens files through its server, which keeps every right")
+BY_PRELOADING = ("host", "only the host lets a test put a library before the C runtime")
 BY_HOLDING = ("wine", "an open file holds up neither moves nor deletions there")
 
 
@@ -40,6 +41,7 @@ def good_box(box):
     box.write_obs()
     box.write_portable_plugin()
     box.argument = None  # the OBS root as the command line gives it, when it is not box.obs
+    box.environment = {}  # what the program's gets in addition
 
 
 @contextlib.contextmanager
@@ -58,6 +60,14 @@ def unreadable(path, programs):
     if programs.on_wine:
         return programs.held_open(path, "none")
     return denied(path, mode=0)
+
+
+@contextlib.contextmanager
+def blocked_moves(box, programs, pattern):
+    """No move to a name of the pattern succeeds, and every other at its last attempt."""
+    box.environment = {**programs.preloaded("blocked_moves.c"), "BLOCKED_MOVES": pattern}
+    yield
+    box.environment = {}
 
 
 def undeletable(folder, programs):

@@ -1,12 +1,14 @@
 """Situations of the two targets, with a good bundle."""
 
+import contextlib
 import os
 import shutil
 
 from payload import write_files
 from portable_checks import replaced_by_link
 from sandbox import BUNDLE, OBS_DATA, OBS_DATA_PARENT, OBS_DLL, OBS_DLL_PARENT
-from situations import BY_HOLDING, BY_RIGHTS, denied, situation, undeletable
+from situations import (BY_HOLDING, BY_PRELOADING, BY_RIGHTS, blocked_moves, denied, situation,
+                        undeletable)
 from test_places import DEEP, padded
 
 
@@ -102,6 +104,18 @@ def private_names_are_too_long(box):
     box.obs = box.write_obs(str(folder.relative_to(box.root)))
 
 
+@contextlib.contextmanager
+def neither_deleted_nor_restored(box, programs):
+    with undeletable(box.plugin / "kept", programs), blocked_moves(box, programs, "k7k-obs-audio"):
+        yield
+
+
+@situation({"Plugin removal failed and its backup could not be restored": ["--remove-standard 35"]},
+           during=neither_deleted_nor_restored, only=BY_PRELOADING)
+def plugin_can_neither_be_deleted_nor_restored(box):
+    write_files(box.plugin, {"kept/file": b"x"})
+
+
 @situation({"Portable plugin was detached, but a private backup remains":
             ["--remove-portable 55"]},
            during=lambda box, programs: undeletable(box.root / OBS_DATA / "kept", programs))
@@ -166,6 +180,14 @@ def data_holds_a_link(box):
 def data_is_a_link_to_itself(box):
     shutil.rmtree(box.root / OBS_DATA)
     (box.root / OBS_DATA).symlink_to("k7k-obs-audio")
+
+
+@situation({"Portable OBS plugin replacement failed and was rolled back":
+            ["--install-portable 45"]},
+           during=lambda box, programs: blocked_moves(box, programs, "k7k-obs-audio.dll"),
+           only=BY_PRELOADING)
+def library_cannot_be_moved_in(box):
+    pass
 
 
 @situation({"Portable OBS plugin verification failed and was rolled back":

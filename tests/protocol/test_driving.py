@@ -2,14 +2,16 @@
 
 import contextlib
 import functools
+import re
 import shutil
+import time
 
 import pytest
 
 from driver import OUTCOMES, PAGE, RETRIES, Answer, Driver
 from payload import LIBRARY, MANIFEST, VERSION, manifest_of, payload, write_files
 from sandbox import OBS_DLL
-from situations import unreadable
+from situations import denied, unreadable
 from test_denied import give_up_overrides
 
 OTHER_VERSION = "Bundle integrity manifest is invalid"
@@ -220,6 +222,30 @@ def test_status_tells_by_its_code_for_the_bundle_alone(box):
     assert raw(box, "--status-bundled")[0] == 1
     assert raw(box, "--status-standard")[0] == 0
     assert driver_of(box, "portable").of_target("status").code == 0
+
+
+@pytest.mark.only("host", "only the host lets a test put a library before the C runtime")
+@pytest.mark.parametrize("command, pattern", [
+    ("--install-standard", "k7k-obs-audio"), ("--remove-standard", "k7k-obs-audio"),
+    ("--install-portable", "k7k-obs-audio"),
+    ("--remove-portable", ".k7k-obs-audio.portable-remove-data.*")])
+def test_longest_wait_is_that_of_the_page(box, programs, tmp_path, command, pattern):
+    """Every move takes all its attempts, and where one fails, the moves that undo others do."""
+    whole(box)
+    write_files(box.plugin, {"kept/file": b"x"})
+    attempts = tmp_path / "attempts"
+    environment = {**programs.preloaded("blocked_moves.c"), "BLOCKED_MOVES": pattern,
+                   "MOVE_ATTEMPTS": str(attempts)}
+    root = [box.platform.native(box.obs)] if "portable" in command else []
+    with denied(box.plugin / "kept", mode=0o500):
+        start = time.monotonic()
+        assert box.start(command, *root, env=environment).wait(timeout=60) != 0
+        waited = time.monotonic() - start
+    moves, rest = divmod(attempts.stat().st_size, 20)
+    shown = re.search(rf"^\| `{command}.*\| (.*) ms \|$", PAGE, re.MULTILINE)[1]
+    assert rest == 0
+    assert int(shown) == moves * 19 * 25
+    assert waited >= int(shown) / 1000
 
 
 def test_table_of_the_page_has_every_command_and_self_test_number():

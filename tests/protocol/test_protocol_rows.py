@@ -36,7 +36,7 @@ def expected_streams(answer, text):
 def expect_answer(box, row, text):
     word, code = row.split()[:2]
     arguments = [box.argument or box.platform.native(box.obs)] if "portable" in word else []
-    answer = box.run(word, *arguments, preexec_fn=give_up_overrides)
+    answer = box.run(word, *arguments, env=box.environment, preexec_fn=give_up_overrides)
     streams = expected_streams(ROWS[row], text)
     assert answer.code == int(code)
     assert re.fullmatch(streams["stdout"], answer.out), answer
