@@ -46,7 +46,8 @@ need_packages() {
 windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix wine64)
 host_packages=(cmake ninja-build g++ libssl-dev)
 package_packages=(python3 osslsigncode)
-test_packages=(ccache googletest openssl python3 python3-pytest python3-pytest-xdist)
+test_packages=(ccache googletest openssl python3 python3-jsonschema python3-pytest
+  python3-pytest-xdist)
 fuzz_packages=(clang-19 libclang-rt-19-dev)
 lint_packages=(clang-format-19 clang-tidy-19 shellcheck python3-flake8 python3-yaml)
 
