@@ -42,10 +42,12 @@ need_packages() {
 }
 
 # What the scripts use beyond Debian's essential packages: to build the Windows program and run it,
-# to build for the host, to compile the tests, to run them, and to fuzz.
+# to build for the host, to package, to compile the tests and run them, to fuzz, and to lint.
 windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix wine64)
 host_packages=(cmake ninja-build g++ libssl-dev)
-test_packages=(ccache googletest python3 python3-pytest python3-pytest-xdist)
+package_packages=(python3 osslsigncode)
+test_packages=(ccache googletest openssl python3 python3-jsonschema python3-pytest
+  python3-pytest-xdist)
 fuzz_packages=(clang-19 libclang-rt-19-dev)
 lint_packages=(clang-format-19 clang-tidy-19 shellcheck python3-flake8 python3-yaml)
 

@@ -4,15 +4,25 @@ import contextlib
 import os
 import shutil
 import subprocess
+import time
 from pathlib import Path
 
 SOURCES = Path(__file__).resolve().parent / "programs"
 WINDOWS_COMPILER = "x86_64-w64-mingw32-gcc"
 
 
+def wait_for_name(process, name):
+    """Waits until the system calls the process so, which it does not yet when Popen returns."""
+    end = time.monotonic() + 30
+    while Path(f"/proc/{process}/comm").read_text(encoding="utf-8") != name + "\n":
+        assert time.monotonic() < end
+        time.sleep(0.001)
+
+
 class Programs:
     def __init__(self, platform, folder):
         self._platform = platform
+        self.on_wine = platform.name == "wine"
         self._folder = folder
         self._folder.mkdir()
 
@@ -49,7 +59,7 @@ class Programs:
         """Runs a process whose executable has the given name."""
         folder.mkdir()
         executable = folder / name
-        if self._platform.name == "wine":
+        if self.on_wine:
             shutil.copy2(self.windows_program("hold_open_win.c"), executable)
             with self._waiting(self._platform.start_command(executable)):
                 yield
@@ -57,6 +67,7 @@ class Programs:
             shutil.copy2("/bin/sleep", executable)
             process = subprocess.Popen([executable, "120"])
             try:
+                wait_for_name(process.pid, name)
                 yield
             finally:
                 process.kill()

@@ -1,0 +1,14 @@
+@echo off
+rem Puts this package into a place that stays, where detection finds it, and installs from there.
+rem Ends with the exit code of the program, or with 1 when the package could not be put there.
+setlocal DisableDelayedExpansion
+rem The 64-bit folder, also when a 32-bit process has started this.
+set "place=%ProgramW6432%\K7K OBS Connector"
+if /i not "%~dp0"=="%place%\deploy\" (
+  rmdir /s /q "%place%" 2>nul
+  xcopy "%~dp0.." "%place%" /i /e /q /y >nul
+  if errorlevel 1 exit /b 1
+)
+if not exist "%place%\bin\K7KObsConnectorInstaller.exe" exit /b 1
+"%place%\bin\K7KObsConnectorInstaller.exe" --install-standard
+exit /b %errorlevel%
