@@ -110,14 +110,14 @@ def lay_out(case):
     executable.write_text("stands in for OBS", encoding="ascii")
     (case.obs / "portable_mode.txt").touch()
     if not case.extra:
-        make_installer(case, "stored", ["-XSetCompress off"])
-        make_installer(case, "zlib", [])
+        make_installer(case, "NSIS stored", ["-XSetCompress off"])
+        make_installer(case, "NSIS", [])  # compresses with zlib unless it is told
 
 
-def make_installer(case, kind, options):
+def make_installer(case, name, options):
     target = f"C:\\ProgramData\\obs-studio\\plugins\\{PLUGIN}"
     subprocess.run(["makensis", "-V1", f"-DBUNDLE={case.bundle}", f"-DTARGET={target}",
-                    f"-DOUTPUT={case.folder / f'nsis-{kind}.exe'}", *options,
+                    f"-DOUTPUT={case.folder / name}.exe", *options,
                     HERE / "installer.nsi"], check=True)
 
 
@@ -133,7 +133,8 @@ def contestants(place, case, command):
     """The command lines that do one command's work, by name."""
     target = place.spell(case.obs if command in PORTABLE else place.plugins)
     program = case.folder / "bin" / ("K7KObsConnectorInstaller" + place.suffix)
-    found = {"program": [*place.start, program, command, *([target] if command in PORTABLE else [])]}
+    arguments = [command, target] if command in PORTABLE else [command]
+    found = {"program": [*place.start, program, *arguments]}
     if case.extra:
         return found
     found["floor"] = [*place.start, WORK / ("floor" + place.suffix), command,
@@ -141,8 +142,8 @@ def contestants(place, case, command):
     if place.name == "host" and command in STANDARD:
         found["shell"] = [HERE / "transaction.sh", command, case.bundle, target]
     if place.name == "Wine" and command == "--install-standard":
-        for kind in ("stored", "zlib"):
-            found[f"NSIS {kind}"] = [*place.start, case.folder / f"nsis-{kind}.exe", "/S"]
+        for name in ("NSIS stored", "NSIS"):
+            found[name] = [*place.start, case.folder / f"{name}.exe", "/S"]
     if place.name == "Wine" and command == "--remove-standard":
         # Without the last argument it would copy itself elsewhere, start the copy and end.
         found["NSIS"] = [*place.start, case.folder / "uninstall.exe", "/S",
