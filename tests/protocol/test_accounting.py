@@ -9,6 +9,7 @@ from collections import Counter
 import pytest
 
 from payload import FILES_BYTES, MANIFEST_BYTES, REQUIRED, SIZES
+from platforms import REPOSITORY
 from sandbox import BUNDLE, OBS_DATA_PARENT, OBS_DLL_PARENT, PLUGIN, PLUGINS
 
 pytestmark = pytest.mark.only("host", "the calls are counted by a preloaded library")
@@ -165,6 +166,17 @@ def test_command_makes_the_calls_that_its_steps_demand_and_no_more(calls, comman
     counted = totals(calls(command))
     assert counted.pop("close") == counted["open"]
     assert counted == COMMANDS[command]
+
+
+# The columns of the document's table.
+KINDS = ("ask", "open", "list", "make", "move", "remove", "flush", "read", "write")
+
+
+@pytest.mark.parametrize("command", COMMANDS)
+def test_document_has_these_numbers(command):
+    row = [f"`{command}`", *(str(COMMANDS[command][kind]) for kind in KINDS)]
+    document = (REPOSITORY / "docs" / "performance.md").read_text(encoding="utf-8")
+    assert f"| {' | '.join(row)} |\n" in document
 
 
 # How often each place's library is read: by its checks, by comparisons and by the copy.
