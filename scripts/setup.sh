@@ -42,11 +42,7 @@ need_packages() {
 }
 
 # What the scripts use beyond Debian's essential packages: to build the Windows program and run it,
-<<<<<<< HEAD
-# to build for the host, to package, to compile the tests and run them, to fuzz, and to lint.
-=======
-# to build for the host, to compile the tests, to run them, to fuzz, to check and to measure.
->>>>>>> bench
+# to build for the host, to package, to compile the tests and run them, to fuzz, to lint, to measure.
 windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix wine64)
 host_packages=(cmake ninja-build g++ libssl-dev)
 package_packages=(python3 osslsigncode)
