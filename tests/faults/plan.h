@@ -76,8 +76,8 @@ std::optional<std::wstring> BundleCheckMessage(const Asked& asked, const std::st
 std::optional<std::wstring> StagingCopyMessage(const Asked& asked, const std::string& source,
                                                const std::string& staging);
 
-// Whether the creation of a folder and its missing ancestors fails on this answer; flushes belong to
-// it where they are asked for.
+// Whether the creation of a folder and its missing ancestors fails on this answer, flushes that
+// belong to it included.
 bool FailsCreation(const Asked& asked);
 
 // Whether a step of a walk failed and still gave an entry.

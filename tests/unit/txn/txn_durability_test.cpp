@@ -43,7 +43,7 @@ std::function<bool(const DiskCall&)> FlushOf(const Path& path) { return On(Call:
 
 // Standard target.
 
-class StandardDurabilityTest : public testing::Test, protected StandardTarget {
+class TxnDurabilityStandardTest : public testing::Test, protected StandardTarget {
  protected:
   std::vector<std::string> StepsFrom(const std::string& first) const {
     std::vector<std::string> steps = Steps(disk, folder.path());
@@ -51,7 +51,8 @@ class StandardDurabilityTest : public testing::Test, protected StandardTarget {
   }
 };
 
-TEST_F(StandardDurabilityTest, Install_EveryStagedFileAndThenEveryFolderIsFlushedBeforeTheCheck) {
+TEST_F(TxnDurabilityStandardTest,
+       Install_EveryStagedFileAndThenEveryFolderIsFlushedBeforeTheCheck) {
   EXPECT_EQ(Install(), InstallOutcome::Installed);
   const std::vector<std::string> steps = Steps(disk, folder.path());
   const std::string staging = parent_name + "/<staging>";
@@ -76,7 +77,7 @@ TEST_F(StandardDurabilityTest, Install_EveryStagedFileAndThenEveryFolderIsFlushe
   EXPECT_EQ(flushed, expected);
 }
 
-TEST_F(StandardDurabilityTest, Install_TheSwapIsFlushedAfterItsCheckAndBeforeTheDeletion) {
+TEST_F(TxnDurabilityStandardTest, Install_TheSwapIsFlushedAfterItsCheckAndBeforeTheDeletion) {
   WriteOldCopy();
   EXPECT_EQ(Install(), InstallOutcome::Installed);
   EXPECT_EQ(StepsFrom("move " + plugin_name),
@@ -84,7 +85,7 @@ TEST_F(StandardDurabilityTest, Install_TheSwapIsFlushedAfterItsCheckAndBeforeThe
                                       "walk " + plugin_name, "flush " + parent_name, "remove"}));
 }
 
-TEST_F(StandardDurabilityTest, Install_FirstOne_FlushesTheNewParentsAndTheSwap) {
+TEST_F(TxnDurabilityStandardTest, Install_FirstOne_FlushesTheNewParentsAndTheSwap) {
   EXPECT_EQ(Install(), InstallOutcome::Installed);
   std::vector<std::string> parents;
   for (const std::string& step : Steps(disk, folder.path())) {
@@ -94,14 +95,14 @@ TEST_F(StandardDurabilityTest, Install_FirstOne_FlushesTheNewParentsAndTheSwap) 
             (std::vector<std::string>{"flush .", "flush obs-studio", "flush " + parent_name}));
 }
 
-TEST_F(StandardDurabilityTest, Install_NewParentCannotBeFlushed_IsRefused) {
+TEST_F(TxnDurabilityStandardTest, Install_NewParentCannotBeFlushed_IsRefused) {
   disk.fails = FlushOf(folder.path());
   EXPECT_EQ(Install(), InstallOutcome::Refused);
   EXPECT_EQ(detail, L"Plugin parent is unavailable or unsafe");
   EXPECT_EQ(disk.Count(Call::Copy), 0);
 }
 
-TEST_F(StandardDurabilityTest, Install_StagedFileCannotBeFlushed_IsAFailedCopy) {
+TEST_F(TxnDurabilityStandardTest, Install_StagedFileCannotBeFlushed_IsAFailedCopy) {
   WriteOldCopy();
   disk.fails = [](const DiskCall& call) {
     return call.call == Call::Flush && call.path.filename() == "ja-JP.ini";
@@ -110,14 +111,14 @@ TEST_F(StandardDurabilityTest, Install_StagedFileCannotBeFlushed_IsAFailedCopy) 
   EXPECT_EQ(disk.Count(Call::Move), 0);
 }
 
-TEST_F(StandardDurabilityTest, Install_StagingFolderCannotBeFlushed_IsAFailedCopy) {
+TEST_F(TxnDurabilityStandardTest, Install_StagingFolderCannotBeFlushed_IsAFailedCopy) {
   WriteOldCopy();
   disk.fails = OnPrivate(Call::Flush, L"staging");
   ExpectInstall(InstallOutcome::RolledBack, kNotCopied, Now());
   EXPECT_EQ(disk.Count(Call::Move), 0);
 }
 
-TEST_F(StandardDurabilityTest, Install_SwapCannotBeFlushed_KeepsTheOldCopyAndSaysSo) {
+TEST_F(TxnDurabilityStandardTest, Install_SwapCannotBeFlushed_KeepsTheOldCopyAndSaysSo) {
   WriteOldCopy();
   const Tree before = Now();
   disk.fails = FlushOf(parent);
@@ -129,27 +130,27 @@ TEST_F(StandardDurabilityTest, Install_SwapCannotBeFlushed_KeepsTheOldCopyAndSay
   EXPECT_EQ(Renamed(Without(after, plugin_name), backup, plugin_name), before);
 }
 
-TEST_F(StandardDurabilityTest, Install_SwapCannotBeFlushedWithoutAnOldCopy_SaysNothing) {
+TEST_F(TxnDurabilityStandardTest, Install_SwapCannotBeFlushedWithoutAnOldCopy_SaysNothing) {
   MakeFolder(parent);
   disk.fails = FlushOf(parent);
   ExpectInstalled();
 }
 
-TEST_F(StandardDurabilityTest, Removal_IsFlushedBeforeTheDeletion) {
+TEST_F(TxnDurabilityStandardTest, Removal_IsFlushedBeforeTheDeletion) {
   WriteOldCopy();
   EXPECT_EQ(Remove(), RemovalOutcome::Removed);
   EXPECT_EQ(StepsFrom("move " + plugin_name),
             (std::vector<std::string>{"move " + plugin_name, "flush " + parent_name, "remove"}));
 }
 
-TEST_F(StandardDurabilityTest, Removal_CannotBeFlushed_IsRolledBack) {
+TEST_F(TxnDurabilityStandardTest, Removal_CannotBeFlushed_IsRolledBack) {
   WriteOldCopy();
   disk.fails = FlushOf(parent);
   ExpectRemoval(RemovalOutcome::Failed, L"Plugin removal failed and was rolled back", Now());
   EXPECT_EQ(disk.Count(Call::Remove), 0);
 }
 
-TEST_F(StandardDurabilityTest, Removal_CannotBeFlushedNorPutBack_TheCopyIsWholeInItsBackup) {
+TEST_F(TxnDurabilityStandardTest, Removal_CannotBeFlushedNorPutBack_TheCopyIsWholeInItsBackup) {
   WriteOldCopy();
   const Tree before = Now();
   disk.fails = Either(FlushOf(parent), MovesFrom(L"remove-backup"));
@@ -161,7 +162,7 @@ TEST_F(StandardDurabilityTest, Removal_CannotBeFlushedNorPutBack_TheCopyIsWholeI
 
 // Portable target.
 
-class PortableDurabilityTest : public testing::Test, protected PortableTarget {
+class TxnDurabilityPortableTest : public testing::Test, protected PortableTarget {
  protected:
   const Path dll_parent = dll.parent_path();
   const Path data_parent = data.parent_path();
@@ -184,7 +185,7 @@ class PortableDurabilityTest : public testing::Test, protected PortableTarget {
   }
 };
 
-TEST_F(PortableDurabilityTest, Install_BothSwapsAreFlushedBeforeEitherDeletion) {
+TEST_F(TxnDurabilityPortableTest, Install_BothSwapsAreFlushedBeforeEitherDeletion) {
   WriteOldPieces();
   EXPECT_EQ(Install(), InstallOutcome::Installed);
   EXPECT_EQ(StepsFrom("move " + dll_name),
@@ -195,7 +196,7 @@ TEST_F(PortableDurabilityTest, Install_BothSwapsAreFlushedBeforeEitherDeletion) 
                                       "remove"}));
 }
 
-TEST_F(PortableDurabilityTest, Install_TheStagedLibraryIsFlushedBeforeTheDataIsCopied) {
+TEST_F(TxnDurabilityPortableTest, Install_TheStagedLibraryIsFlushedBeforeTheDataIsCopied) {
   EXPECT_EQ(Install(), InstallOutcome::Installed);
   const std::string staging = dll_parent_name + "/<portable-dll-staging>";
   const auto steps = StepsFrom("copy " + staging);
@@ -204,7 +205,7 @@ TEST_F(PortableDurabilityTest, Install_TheStagedLibraryIsFlushedBeforeTheDataIsC
   EXPECT_EQ(steps[2], "walk bundle/data");
 }
 
-TEST_F(PortableDurabilityTest, Install_FirstOne_FlushesTheFolderOfEachNewParent) {
+TEST_F(TxnDurabilityPortableTest, Install_FirstOne_FlushesTheFolderOfEachNewParent) {
   EXPECT_EQ(Install(), InstallOutcome::Installed);
   std::vector<std::string> parents;
   for (const std::string& step : Steps(disk, folder.path())) {
@@ -215,28 +216,28 @@ TEST_F(PortableDurabilityTest, Install_FirstOne_FlushesTheFolderOfEachNewParent)
                                                "flush " + data_parent_name}));
 }
 
-TEST_F(PortableDurabilityTest, Install_NewParentCannotBeFlushed_IsRefused) {
+TEST_F(TxnDurabilityPortableTest, Install_NewParentCannotBeFlushed_IsRefused) {
   disk.fails = FlushOf(root);
   EXPECT_EQ(Install(), InstallOutcome::Refused);
   EXPECT_EQ(detail, L"A portable OBS plugin parent is unavailable or unsafe");
   EXPECT_EQ(disk.Count(Call::Copy), 0);
 }
 
-TEST_F(PortableDurabilityTest, Install_StagedLibraryCannotBeFlushed_IsAFailedCopy) {
+TEST_F(TxnDurabilityPortableTest, Install_StagedLibraryCannotBeFlushed_IsAFailedCopy) {
   WriteOldPieces();
   disk.fails = OnPrivate(Call::Flush, L"portable-dll-staging");
   ExpectUndone(InstallOutcome::RolledBack, kNotStaged);
   EXPECT_EQ(disk.Count(Call::Move), 0);
 }
 
-TEST_F(PortableDurabilityTest, Install_StagedDataCannotBeFlushed_IsAFailedCopy) {
+TEST_F(TxnDurabilityPortableTest, Install_StagedDataCannotBeFlushed_IsAFailedCopy) {
   WriteOldPieces();
   disk.fails = OnPrivate(Call::Flush, L"portable-data-staging");
   ExpectUndone(InstallOutcome::RolledBack, kNotStaged);
   EXPECT_EQ(disk.Count(Call::Move), 0);
 }
 
-TEST_F(PortableDurabilityTest, Install_LibrarysSwapCannotBeFlushed_KeepsBothOldPieces) {
+TEST_F(TxnDurabilityPortableTest, Install_LibrarysSwapCannotBeFlushed_KeepsBothOldPieces) {
   WriteOldPieces();
   const Tree before = Now();
   disk.fails = FlushOf(dll_parent);
@@ -245,7 +246,7 @@ TEST_F(PortableDurabilityTest, Install_LibrarysSwapCannotBeFlushed_KeepsBothOldP
   ExpectBothBackupsKept(before);
 }
 
-TEST_F(PortableDurabilityTest, Install_DatasSwapCannotBeFlushed_KeepsBothOldPieces) {
+TEST_F(TxnDurabilityPortableTest, Install_DatasSwapCannotBeFlushed_KeepsBothOldPieces) {
   WriteOldPieces();
   const Tree before = Now();
   disk.fails = FlushOf(data_parent);
@@ -254,7 +255,8 @@ TEST_F(PortableDurabilityTest, Install_DatasSwapCannotBeFlushed_KeepsBothOldPiec
   ExpectBothBackupsKept(before);
 }
 
-TEST_F(PortableDurabilityTest, Install_SwapCannotBeFlushedWithAnOldLibraryAlone_TellsOfItsBackup) {
+TEST_F(TxnDurabilityPortableTest,
+       Install_SwapCannotBeFlushedWithAnOldLibraryAlone_TellsOfItsBackup) {
   WriteOldDll();
   disk.fails = FlushOf(data_parent);
   EXPECT_EQ(Install(), InstallOutcome::Installed);
@@ -262,12 +264,12 @@ TEST_F(PortableDurabilityTest, Install_SwapCannotBeFlushedWithAnOldLibraryAlone_
   EXPECT_EQ(PrivateEntries(Now()).size(), 1U);
 }
 
-TEST_F(PortableDurabilityTest, Install_SwapCannotBeFlushedWithoutOldPieces_SaysNothing) {
+TEST_F(TxnDurabilityPortableTest, Install_SwapCannotBeFlushedWithoutOldPieces_SaysNothing) {
   disk.fails = FlushOf(dll_parent);
   ExpectInstalled();
 }
 
-TEST_F(PortableDurabilityTest, Removal_BothFoldersAreFlushedBeforeEitherDeletion) {
+TEST_F(TxnDurabilityPortableTest, Removal_BothFoldersAreFlushedBeforeEitherDeletion) {
   WriteOldPieces();
   EXPECT_EQ(Remove(), RemovalOutcome::Removed);
   EXPECT_EQ(
@@ -276,14 +278,14 @@ TEST_F(PortableDurabilityTest, Removal_BothFoldersAreFlushedBeforeEitherDeletion
                                 "flush " + data_parent_name, "remove"}));
 }
 
-TEST_F(PortableDurabilityTest, Removal_OfOnePiece_FlushesItsFolderAlone) {
+TEST_F(TxnDurabilityPortableTest, Removal_OfOnePiece_FlushesItsFolderAlone) {
   WriteOldData();
   EXPECT_EQ(Remove(), RemovalOutcome::Removed);
   EXPECT_EQ(StepsFrom("move " + data_name),
             (std::vector<std::string>{"move " + data_name, "flush " + data_parent_name, "remove"}));
 }
 
-TEST_F(PortableDurabilityTest, Removal_CannotBeFlushed_KeepsBothPiecesInTheirBackups) {
+TEST_F(TxnDurabilityPortableTest, Removal_CannotBeFlushed_KeepsBothPiecesInTheirBackups) {
   WriteOldPieces();
   for (const Path& parent : {dll_parent, data_parent}) {
     const Tree before = Now();
