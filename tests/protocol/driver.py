@@ -85,12 +85,10 @@ class Driver:
 
     def remove(self):
         """Whether the plugin is absent at the end."""
-        bundle = self.run("--status-bundled").code == 0
         for tries_left in reversed(range(TRIES)):
             answer = self.of_target("remove")
             if answer.code == 0:
-                tells = bundle or self._target == "standard"
-                if not tells or self.of_target("status").state == "not-installed":
+                if self.of_target("status").state == "not-installed":
                     return True
             elif answer.retry != "may help":
                 return False
