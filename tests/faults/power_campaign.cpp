@@ -55,12 +55,19 @@ void Replace(Tree& tree, const std::string& name, const Tree& with) {
 
 }  // namespace
 
-PowerGround::PowerGround(const Transaction& transaction, Previous previous, int share)
+std::vector<Transaction> NextAt(Target target) {
+  if (target == Target::Standard) return {StandardInstall(), StandardRemoval()};
+  return {PortableInstall(), PortableRemoval()};
+}
+
+PowerGround::PowerGround(const Transaction& transaction, Previous previous, int share,
+                         std::vector<Transaction> next)
     : transaction_(transaction),
       sandbox_(transaction.target, previous),
       before_(sandbox_.TakeAll()),
       volume_(before_),
-      share_(share) {}
+      share_(share),
+      next_(std::move(next)) {}
 
 PowerGround::Recording PowerGround::Record(const Scenario& scenario, const Fault& fault) {
   ++figures_.runs;
@@ -82,6 +89,7 @@ PowerGround::Recording PowerGround::Record(const Scenario& scenario, const Fault
 
   State done = volume_.start();
   for (const Operation& operation : recording.log) volume_.Apply(operation, done);
+  figures_.cuts += static_cast<int>(recording.log.size()) + 1;
   const Tree now = sandbox_.TakeChanging();
   if (WithTags(now) != sandbox_.ChangingPartOf(volume_.TreeOf(done))) {
     violations_.push_back(recording.title + ": what was recorded is not what is on disk");
@@ -94,7 +102,6 @@ void PowerGround::Judge(const Recording& recording, Order order, std::size_t mos
   PowerStates states(volume_, order, most);
   PowerJudge judge(transaction_.removal, sandbox_, before_, recording.run, recording.reading);
   const auto judge_from = [&](std::size_t first, const std::string& cut) {
-    ++figures_.cuts;
     if (states.is_sample()) ++figures_.sampled;
     stage_ = stages_.try_emplace(judge.Stage(), static_cast<int>(stages_.size())).first->second;
     for (std::size_t i = first; i < states.states().size(); ++i) {
@@ -143,22 +150,18 @@ std::string PowerGround::GoOn(const Tree& tree) {
   Tree wanted = sandbox_.ChangingPartOf(tree);
   sandbox_.LayOut(wanted);
   FaultDisk disk;
-  const bool standard = transaction_.target == Target::Standard;
-  const Transaction install = standard ? StandardInstall() : PortableInstall();
-  const Transaction removal = standard ? StandardRemoval() : PortableRemoval();
-
   std::string wrong;
   std::wstring detail;
-  for (const Transaction* next : {&install, &removal}) {
+  for (const Transaction& next : next_) {
     for (const Piece& piece : sandbox_.pieces()) {
-      Replace(wanted, piece.place, next->removal ? Tree{} : piece.fresh);
+      Replace(wanted, piece.place, next.removal ? Tree{} : piece.fresh);
       for (std::size_t end = 0; (end = piece.place.find('/', end)) != std::string::npos; ++end) {
         wanted.emplace(piece.place.substr(0, end), "folder");
       }
     }
-    const int outcome = next->run(sandbox_, &detail, InjectedFailure::None);
+    const int outcome = next.run(sandbox_, &detail, InjectedFailure::None);
     if (outcome != 0 || WithTags(sandbox_.TakeChanging()) != wanted) {
-      wrong += "the next " + next->name + " ended with " + Text(Ending{outcome, detail}) + " and " +
+      wrong += "the next " + next.name + " ended with " + Text(Ending{outcome, detail}) + " and " +
                NamesOf(sandbox_.TakeChanging());
     }
   }
@@ -172,7 +175,7 @@ PowerCampaign::PowerCampaign(Transaction transaction, int share)
 PowerFigures PowerCampaign::RunAll() {
   const auto start = std::chrono::steady_clock::now();
   for (const Previous previous : transaction_.states) {
-    PowerGround ground(transaction_, previous, share_);
+    PowerGround ground(transaction_, previous, share_, NextAt(transaction_.target));
     for (const Scenario& scenario : ScenariosOver(transaction_, previous)) {
       RunScenario(ground, scenario);
     }

@@ -14,7 +14,7 @@ namespace k7k::test {
 struct PowerFigures {
   int scenarios = 0;       // states before, injected failures and triggers, combined
   int runs = 0;            // recorded: of each scenario one, and the share with one failing call
-  int cuts = 0;            // moments at which the power went: before and after each operation
+  int cuts = 0;            // moments at which the power went: after each operation and at the end
   std::size_t states = 0;  // that a cut can leave, each counted once for a state before
   int sampled = 0;         // cuts that left too many states, so that a part was judged
   int continued = 0;       // states that the engine installed over and removed from
@@ -22,12 +22,16 @@ struct PowerFigures {
   double seconds = 0;
 };
 
+// An install and a removal.
+std::vector<Transaction> NextAt(Target target);
+
 // One sandbox, the runs in it and what is known of the states that they leave.
 class PowerGround {
  public:
-  // Of the states without their private names one in `share` is laid out and gone on from, and of
-  // all others fewer.
-  PowerGround(const Transaction& transaction, Previous previous, int share);
+  // Of the states that differ without their private names one in `share` is laid out and gone on
+  // from, by the transactions that are next; of all others fewer.
+  PowerGround(const Transaction& transaction, Previous previous, int share,
+              std::vector<Transaction> next);
 
   struct Recording {
     Run run;
@@ -55,7 +59,8 @@ class PowerGround {
   Sandbox sandbox_;
   Tree before_;
   Volume volume_;
-  int share_;
+  const int share_;
+  const std::vector<Transaction> next_;
   std::map<std::string, int> stages_;
   int stage_ = 0;
   std::unordered_map<State, std::set<int>> judged_;  // in which stages

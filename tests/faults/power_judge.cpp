@@ -69,8 +69,8 @@ std::string PowerJudge::WrongAfterInstall(const PieceRules& rules, const Tree& t
   if (place == piece.old) return {};
   const bool part_of_new = IsPartOf(place, piece.fresh);
   if (rules.unseen && (part_of_new || IsPartOf(place, piece.old))) return {};
-  if (!place.empty() && !(rules.undoing && part_of_new)) return wrong("neither old nor new");
   if (backup != piece.old) return wrong("the old copy is lost, and the new one is not there");
+  if (!place.empty() && !(rules.undoing && part_of_new)) return wrong("neither old nor new");
   return {};
 }
 

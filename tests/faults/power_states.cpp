@@ -50,7 +50,7 @@ void PowerStates::TakeSample() {
 }
 
 std::vector<Losses> PowerStates::LossesIn(const State& state) {
-  std::vector<Losses> found{{}};
+  std::vector<Losses> found(1);
   for (const Loss loss : {Loss::Zeros, Loss::Empty, Loss::OlderBytes}) {
     Losses all;
     for (const Node node : unflushed_) {
