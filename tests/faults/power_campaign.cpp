@@ -129,8 +129,8 @@ void PowerGround::JudgeState(const Recording& recording, const PowerJudge& judge
     const Tree tree = volume_.TreeOf(state, losses);
     std::string wrong = judge.WrongWith(tree);
     if (wrong.empty() && is_new && IsToGoOn(tree)) wrong = GoOn(tree);
-    if (!wrong.empty())
-      violations_.push_back(recording.title + ", power cut " + cut + ": " + wrong);
+    if (wrong.empty()) continue;
+    violations_.push_back(recording.title + ", power cut " + cut + ": " + wrong);
   }
   figures_.states = judged_.size();
 }
@@ -175,7 +175,8 @@ PowerCampaign::PowerCampaign(Transaction transaction, int share)
 PowerFigures PowerCampaign::RunAll() {
   const auto start = std::chrono::steady_clock::now();
   for (const Previous previous : transaction_.states) {
-    PowerGround ground(transaction_, previous, share_, NextAt(transaction_.target));
+    const int go_on_share = (share_ + 4) / 5;  // there are not as many
+    PowerGround ground(transaction_, previous, go_on_share, NextAt(transaction_.target));
     for (const Scenario& scenario : ScenariosOver(transaction_, previous)) {
       RunScenario(ground, scenario);
     }
