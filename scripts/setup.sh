@@ -50,7 +50,7 @@ test_packages=(ccache googletest openssl python3 python3-jsonschema python3-pyte
   python3-pytest-xdist)
 fuzz_packages=(clang-19 libclang-rt-19-dev)
 lint_packages=(clang-format-19 clang-tidy-19 shellcheck python3-flake8 python3-yaml)
-bench_packages=(python3 time nsis gnuplot-nox)
+bench_packages=(python3 time nsis)
 
 stop_wine() {
   WINEPREFIX="$1" /usr/lib/wine/wineserver -k 2>/dev/null || true

@@ -134,11 +134,11 @@ def contestants(place, case, command):
     target = place.spell(case.obs if command in PORTABLE else place.plugins)
     program = case.folder / "bin" / ("K7KObsConnectorInstaller" + place.suffix)
     arguments = [command, target] if command in PORTABLE else [command]
-    found = {"program": [*place.start, program, *arguments]}
+    found = {"program": [*place.start, program, *arguments],
+             "floor": [*place.start, WORK / ("floor" + place.suffix), command,
+                       place.spell(case.bundle), target]}
     if case.extra:
         return found
-    found["floor"] = [*place.start, WORK / ("floor" + place.suffix), command,
-                      place.spell(case.bundle), target]
     if place.name == "host" and command in STANDARD:
         found["shell"] = [HERE / "transaction.sh", command, case.bundle, target]
     if place.name == "Wine" and command == "--install-standard":

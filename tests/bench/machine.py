@@ -15,6 +15,12 @@ def first(pattern, text):
     return re.search(pattern, text, re.MULTILINE)[1]
 
 
+def describe_file_system(folder):
+    kind, options = output("findmnt", "-no", "FSTYPE,OPTIONS", "-T", str(folder)).split()
+    # With it, the disk is told of each block that is freed, which deletions can wait for.
+    return kind + (", discard" if "discard" in options.split(",") else "")
+
+
 def describe_machine(folder):
     """Pairs of a title and what was read from the system; the folder is where the data lie."""
     cpu = Path("/proc/cpuinfo").read_text(encoding="utf-8")
@@ -24,9 +30,9 @@ def describe_machine(folder):
         "Processor": f"{first('^model name[^:]*: (.*)', cpu)}, {os.cpu_count()} cores",
         "Memory": f"{int(first(r'^MemTotal: *([0-9]+)', memory)) / (1 << 20):.0f} GiB",
         "Kernel": "Linux " + first(r"^([0-9.]+)", os.uname().release),
-        "File system": output("findmnt", "-no", "FSTYPE", "-T", str(folder)),
+        "File system": describe_file_system(folder),
         "System": "Debian " + Path("/etc/debian_version").read_text(encoding="ascii").strip(),
         "Wine": first(r"wine-(\S+)", output("/usr/lib/wine/wine64", "--version")),
         "OpenSSL": first(r"^([0-9.]+)", output("dpkg-query", "-Wf", "${Version}", "libssl-dev")),
-        "NSIS": output("makensis", "-VERSION").removeprefix("v"),
+        "NSIS": first(r"([0-9.]+)", output("makensis", "-VERSION")),
     }

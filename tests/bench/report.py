@@ -39,9 +39,13 @@ def files_table(figures):
     rows = []
     for place in ("host", "Wine"):
         few, many = (figures.with_files(place, count) for count in (1000, 10000))
-        rows += [[f"`{command}`, {place}", milliseconds(one.seconds()),
-                  milliseconds(many[command].seconds())] for command, one in few.items()]
-    return table(["Command", "1,000", "10,000"], rows)
+        for command in few:
+            row = [f"`{command}`, {place}"]
+            for name in ("program", "floor"):
+                seconds = few[command].seconds(name), many[command].seconds(name)
+                row += [*map(milliseconds, seconds), f"{seconds[1] / seconds[0]:.1f}"]
+            rows.append(row)
+    return table(["Command", "1,000", "10,000", "ratio", "floor: 1,000", "10,000", "ratio"], rows)
 
 
 def report(figures):
