@@ -25,7 +25,7 @@ Found Find(const Transaction& transaction, Previous previous, const Spoil& spoil
   PowerGround ground(transaction, previous, kNeverGoOn, {});
   auto recording = ground.Record({&transaction, previous, InjectedFailure::None, {}}, {});
   spoil(recording.log, recording.run.asked);
-  constexpr std::size_t kMostStates = 128;
+  constexpr std::size_t kMostStates = 64;
   ground.Judge(recording, order, kMostStates);
   Found found;
   found.states = ground.figures().states;
