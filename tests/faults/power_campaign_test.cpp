@@ -45,20 +45,22 @@ class PowerCampaignTest : public testing::Test {
   }
 };
 
-TEST_F(PowerCampaignTest, InstallPlugin_PowerIsCutAnywhere_KeepsThePromise) {
-  Run(StandardInstall());
-}
+// In this order, so that the two parts into which the tests are dealt take about as long.
 
 TEST_F(PowerCampaignTest, InstallPortablePlugin_PowerIsCutAnywhere_KeepsThePromise) {
   Run(PortableInstall());
 }
 
-TEST_F(PowerCampaignTest, RemovePlugin_PowerIsCutAnywhere_KeepsThePromise) {
-  Run(StandardRemoval());
+TEST_F(PowerCampaignTest, InstallPlugin_PowerIsCutAnywhere_KeepsThePromise) {
+  Run(StandardInstall());
 }
 
 TEST_F(PowerCampaignTest, RemovePortablePlugin_PowerIsCutAnywhere_KeepsThePromise) {
   Run(PortableRemoval());
+}
+
+TEST_F(PowerCampaignTest, RemovePlugin_PowerIsCutAnywhere_KeepsThePromise) {
+  Run(StandardRemoval());
 }
 
 }  // namespace
