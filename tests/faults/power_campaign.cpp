@@ -1,5 +1,6 @@
 #include "power_campaign.h"
 
+#include <algorithm>
 #include <chrono>
 
 #include "share.h"
@@ -8,7 +9,7 @@ namespace k7k::test {
 
 namespace {
 
-constexpr std::size_t kMostStates = 1 << 14;
+constexpr std::size_t kMostStates = 1 << 12;
 
 // One call that fails, or a move that is given up: one that is tried again changes nothing.
 std::vector<Fault> FailuresOf(int number, Call call) {
@@ -60,13 +61,13 @@ std::vector<Transaction> NextAt(Target target) {
   return {PortableInstall(), PortableRemoval()};
 }
 
-PowerGround::PowerGround(const Transaction& transaction, Previous previous, int share,
+PowerGround::PowerGround(const Transaction& transaction, Previous previous, int go_on_share,
                          std::vector<Transaction> next)
     : transaction_(transaction),
       sandbox_(transaction.target, previous),
       before_(sandbox_.TakeAll()),
       volume_(before_),
-      share_(share),
+      go_on_share_(go_on_share),
       next_(std::move(next)) {}
 
 PowerGround::Recording PowerGround::Record(const Scenario& scenario, const Fault& fault) {
@@ -102,7 +103,10 @@ void PowerGround::Judge(const Recording& recording, Order order, std::size_t mos
   PowerStates states(volume_, order, most);
   PowerJudge judge(transaction_.removal, sandbox_, before_, recording.run, recording.reading);
   const auto judge_from = [&](std::size_t first, const std::string& cut) {
-    if (states.is_sample()) ++figures_.sampled;
+    if (states.is_sample()) {
+      ++figures_.sampled;
+      figures_.open = std::max(figures_.open, states.open());
+    }
     stage_ = stages_.try_emplace(judge.Stage(), static_cast<int>(stages_.size())).first->second;
     for (std::size_t i = first; i < states.states().size(); ++i) {
       JudgeState(recording, judge, states, states.states()[i], cut);
@@ -121,7 +125,8 @@ void PowerGround::Judge(const Recording& recording, Order order, std::size_t mos
 }
 
 void PowerGround::JudgeState(const Recording& recording, const PowerJudge& judge,
-                             PowerStates& states, const State& state, const std::string& cut) {
+                             const PowerStates& states, const State& state,
+                             const std::string& cut) {
   for (const Losses& losses : states.LossesIn(state)) {
     std::set<int>& stages = judged_[KeyOf(state, volume_.start(), losses)];
     const bool is_new = stages.empty();
@@ -140,7 +145,8 @@ bool PowerGround::IsToGoOn(const Tree& tree) {
   for (const auto& [name, content] : WithoutPrivate(tree)) visible += name + content;
   constexpr int kOthers = 50;
   const bool is_new = gone_on_from_.insert(visible).second;
-  return IsInShare(static_cast<int>(judged_.size()), is_new ? share_ : share_ * kOthers);
+  return IsInShare(static_cast<int>(judged_.size()),
+                   is_new ? go_on_share_ : go_on_share_ * kOthers);
 }
 
 // The next install puts the whole new copy in place and the next removal takes it away, with
@@ -169,14 +175,13 @@ std::string PowerGround::GoOn(const Tree& tree) {
   return wrong;
 }
 
-PowerCampaign::PowerCampaign(Transaction transaction, int share)
-    : transaction_(std::move(transaction)), share_(share) {}
+PowerCampaign::PowerCampaign(Transaction transaction, int share, int go_on_share)
+    : transaction_(std::move(transaction)), share_(share), go_on_share_(go_on_share) {}
 
 PowerFigures PowerCampaign::RunAll() {
   const auto start = std::chrono::steady_clock::now();
   for (const Previous previous : transaction_.states) {
-    const int go_on_share = (share_ + 4) / 5;  // there are not as many
-    PowerGround ground(transaction_, previous, go_on_share, NextAt(transaction_.target));
+    PowerGround ground(transaction_, previous, go_on_share_, NextAt(transaction_.target));
     for (const Scenario& scenario : ScenariosOver(transaction_, previous)) {
       RunScenario(ground, scenario);
     }
@@ -185,6 +190,7 @@ PowerFigures PowerCampaign::RunAll() {
     figures_.cuts += more.cuts;
     figures_.states += more.states;
     figures_.sampled += more.sampled;
+    figures_.open = std::max(figures_.open, more.open);
     figures_.continued += more.continued;
     violations_.insert(violations_.end(), ground.violations().begin(), ground.violations().end());
   }

@@ -17,6 +17,7 @@ struct PowerFigures {
   int cuts = 0;            // moments at which the power went: after each operation and at the end
   std::size_t states = 0;  // that a cut can leave, each counted once for a state before
   int sampled = 0;         // cuts that left too many states, so that a part was judged
+  std::size_t open = 0;    // the most operations that may be there or not at such a cut
   int continued = 0;       // states that the engine installed over and removed from
   int violations = 0;
   double seconds = 0;
@@ -28,9 +29,9 @@ std::vector<Transaction> NextAt(Target target);
 // One sandbox, the runs in it and what is known of the states that they leave.
 class PowerGround {
  public:
-  // Of the states that differ without their private names one in `share` is laid out and gone on
-  // from, by the transactions that are next; of all others fewer.
-  PowerGround(const Transaction& transaction, Previous previous, int share,
+  // Of the states that differ without their private names one in go_on_share is laid out and gone
+  // on from, by the transactions that are next; of all others fewer.
+  PowerGround(const Transaction& transaction, Previous previous, int go_on_share,
               std::vector<Transaction> next);
 
   struct Recording {
@@ -50,7 +51,7 @@ class PowerGround {
   const std::vector<std::string>& violations() const { return violations_; }
 
  private:
-  void JudgeState(const Recording& recording, const PowerJudge& judge, PowerStates& states,
+  void JudgeState(const Recording& recording, const PowerJudge& judge, const PowerStates& states,
                   const State& state, const std::string& cut);
   std::string GoOn(const Tree& tree);
   bool IsToGoOn(const Tree& tree);
@@ -59,7 +60,7 @@ class PowerGround {
   Sandbox sandbox_;
   Tree before_;
   Volume volume_;
-  const int share_;
+  const int go_on_share_;
   const std::vector<Transaction> next_;
   std::map<std::string, int> stages_;
   int stage_ = 0;
@@ -71,8 +72,8 @@ class PowerGround {
 
 class PowerCampaign {
  public:
-  // One failing call in `share` is tried, so 1 stands for all.
-  PowerCampaign(Transaction transaction, int share);
+  // One failing call in `share` is tried, so 1 stands for all; go_on_share as in PowerGround.
+  PowerCampaign(Transaction transaction, int share, int go_on_share);
 
   PowerFigures RunAll();
   const std::vector<std::string>& violations() const { return violations_; }
@@ -80,8 +81,9 @@ class PowerCampaign {
  private:
   void RunScenario(PowerGround& ground, const Scenario& scenario);
 
-  Transaction transaction_;
-  int share_;
+  const Transaction transaction_;
+  const int share_;
+  const int go_on_share_;
   int faults_ = 0;
   PowerFigures figures_;
   std::vector<std::string> violations_;

@@ -3,6 +3,7 @@
 // the order of operations kept, a later flush covers what an earlier one should have.
 #include <gtest/gtest.h>
 
+#include "fs/staging_copy.h"
 #include "power_campaign.h"
 
 namespace k7k::test {
@@ -25,7 +26,7 @@ Found Find(const Transaction& transaction, Previous previous, const Spoil& spoil
   PowerGround ground(transaction, previous, kNeverGoOn, {});
   auto recording = ground.Record({&transaction, previous, InjectedFailure::None, {}}, {});
   spoil(recording.log, recording.run.asked);
-  constexpr std::size_t kMostStates = 128;
+  constexpr std::size_t kMostStates = 64;
   ground.Judge(recording, order, kMostStates);
   Found found;
   found.states = ground.figures().states;
@@ -146,6 +147,31 @@ TEST(PowerCheck, RemovalFlushesAfterTheDeletion_IsFoundInAnyOrder) {
   const auto late = Delayed(IsFlush, Call::Remove);
   EXPECT_EQ(OrdersThatFind(StandardRemoval(), Previous::Older, late), "any");
   EXPECT_EQ(OrdersThatFind(PortableRemoval(), Previous::Older, late), "any");
+}
+
+// Flushes do not mend a wrong order of changes.
+TEST(PowerCheck, EngineThatWorksInPlace_IsFoundInBothOrders) {
+  Transaction install = StandardInstall();
+  install.run = [](const Sandbox& sandbox, std::wstring* detail, InjectedFailure) {
+    CurrentDisk().RemoveAll(sandbox.At(kPluginFolder));
+    return StageCopy(sandbox.At(kBundle), sandbox.At(kPluginFolder), detail) ? 0 : 1;
+  };
+  EXPECT_EQ(OrdersThatFind(install, Previous::Older, ChangeNothing), "kept any");
+  Transaction removal = StandardRemoval();
+  removal.run = [](const Sandbox& sandbox, std::wstring*, InjectedFailure) {
+    const bool removed = CurrentDisk().RemoveAll(sandbox.At(kPluginFolder)) &&
+                         CurrentDisk().Flush(sandbox.At(kPluginParent));
+    return removed ? 0 : 1;
+  };
+  EXPECT_EQ(OrdersThatFind(removal, Previous::Older, ChangeNothing), "kept any");
+}
+
+TEST(PowerCheck, NeighbourRemoved_IsFoundInBothOrders) {
+  Transaction transaction = StandardInstall();
+  transaction.run = [](const Sandbox& sandbox, std::wstring*, InjectedFailure) {
+    return CurrentDisk().RemoveAll(sandbox.At(kPluginParent) / "other-plugin") ? 1 : 2;
+  };
+  EXPECT_EQ(OrdersThatFind(transaction, Previous::Older, ChangeNothing), "kept any");
 }
 
 TEST(PowerCheck, ChangeThatWasNotRecorded_IsFound) {

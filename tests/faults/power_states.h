@@ -21,7 +21,8 @@ enum class Order {
 
 class PowerStates {
  public:
-  // From more than `most` states at once a part is chosen, the same one each time.
+  // From more than `most` states at once a part is chosen, the same one each time: those in which
+  // all operations are there, none, all but one, and one with those that it needs; and some others.
   PowerStates(const Volume& volume, Order order, std::size_t most);
 
   // The next operation is done, and a flush has come back: a cut comes after it.
@@ -34,20 +35,27 @@ class PowerStates {
 
   // What the files that were not flushed can read as in a state: all as they were written, all the
   // same other way, and one alone each other way.
-  std::vector<Losses> LossesIn(const State& state);
+  std::vector<Losses> LossesIn(const State& state) const;
 
   bool is_sample() const { return is_sample_; }
+  // How many operations may be there or not.
+  std::size_t open() const;
 
  private:
   void Add(State state);
   void KeepIf(const std::function<bool(const State&)>& may_be);
   void PassFlush(Node node);
   void TakeSample();
+  void AddExtremes();
+  State With(const std::function<bool(std::size_t)>& is_there) const;
+  std::set<std::size_t> Needed(std::size_t last) const;
 
   const Volume& volume_;
   const Order order_;
   const std::size_t most_;
   State done_;  // when all is on the medium
+  std::vector<Operation> changes_;
+  std::vector<bool> is_flushed_;  // of each of them
   std::vector<State> states_;
   std::unordered_set<State> known_;
   std::size_t added_ = 0;

@@ -28,8 +28,8 @@ struct Disturbed {
   }
 
   // The names in each state that a cut at the end can leave.
-  std::set<std::string> Left(Order order) const {
-    const PowerStates after = After(order);
+  std::set<std::string> Left(Order order, std::size_t most = kMany) const {
+    const PowerStates after = After(order, most);
     std::set<std::string> names;
     for (const State& state : after.states()) names.insert(NamesIn(state));
     return names;
@@ -108,7 +108,7 @@ TEST(PowerStates, DeletedFolder_TakesAlongWhatItHolds) {
 
 TEST(PowerStates, DataThatWasNotFlushed_ReadsInFourWays) {
   const Disturbed disk({Done(Call::Copy, "a/f", "g")});
-  PowerStates states = disk.After(Order::Any);
+  const PowerStates states = disk.After(Order::Any);
   std::set<std::string> read;
   for (const State& state : states.states()) {
     for (const Losses& losses : states.LossesIn(state)) {
@@ -124,20 +124,31 @@ TEST(PowerStates, DataThatWasNotFlushed_ReadsInFourWays) {
 
 TEST(PowerStates, DataThatWasFlushed_ReadsAsWritten) {
   const Disturbed disk({Done(Call::Copy, "a/f", "g"), Done(Call::Flush, "g")});
-  PowerStates states = disk.After(Order::Any);
+  const PowerStates states = disk.After(Order::Any);
   ASSERT_EQ(states.states().size(), 2U);
   EXPECT_EQ(states.LossesIn(states.states().back()), std::vector<Losses>(1));
 }
 
-TEST(PowerStates, TooManyStates_APartWithAllAndWithNothing) {
+// Of 16 states the extremes are 10.
+TEST(PowerStates, TooManyStates_APartWithAllNoneAndEachOneAlone) {
   const Disturbed disk({Done(Call::CreateFolder, "1"), Done(Call::CreateFolder, "2"),
                         Done(Call::CreateFolder, "3"), Done(Call::CreateFolder, "4")});
   EXPECT_FALSE(disk.After(Order::Any, 16).is_sample());
-  const PowerStates some = disk.After(Order::Any, 5);
-  EXPECT_TRUE(some.is_sample());
-  EXPECT_LE(some.states().size(), 5U);
-  EXPECT_EQ(disk.NamesIn(some.states().front()), "a a/f ");
-  EXPECT_EQ(disk.NamesIn(some.states().back()), "1 2 3 4 a a/f ");
+  EXPECT_EQ(disk.After(Order::Any, 12).states().size(), 12U);
+  EXPECT_EQ(disk.After(Order::Any, 12).open(), 4U);
+  EXPECT_EQ(disk.Left(Order::Any, 10),
+            (Names{"a a/f ", "1 2 3 4 a a/f ", "1 a a/f ", "2 a a/f ", "3 a a/f ", "4 a a/f ",
+                   "2 3 4 a a/f ", "1 3 4 a a/f ", "1 2 4 a a/f ", "1 2 3 a a/f "}));
+}
+
+TEST(PowerStates, TooManyStates_OneAloneIsThereWithWhatItNeeds) {
+  const Disturbed disk({Done(Call::CreateFolder, "1"), Done(Call::CreateFolder, "1/2"),
+                        Done(Call::Move, "1", "3"), Done(Call::CreateFolder, "3/2/4")});
+  // All, none, the first alone, the second with the first, the third with the first; without the
+  // third, the second (so without the fourth as well). The fourth needs all others.
+  EXPECT_EQ(disk.Left(Order::Any, 1),
+            (Names{"3 3/2 3/2/4 a a/f ", "a a/f ", "1 a a/f ", "1 1/2 a a/f ", "3 a a/f ",
+                   "1 1/2 1/2/4 a a/f ", "3 3/2 a a/f "}));
 }
 
 }  // namespace

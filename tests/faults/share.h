@@ -11,6 +11,12 @@
 
 namespace k7k::test {
 
+#ifdef __SANITIZE_ADDRESS__
+constexpr bool kSanitized = true;
+#else
+constexpr bool kSanitized = false;
+#endif
+
 // Shares are given as the n of "one in n".
 struct Shares {
   int usual = 1;
@@ -20,13 +26,10 @@ struct Shares {
 
 // K7K_CAMPAIGN says it: "full", or a number n. Without it the share that suits the build.
 inline int WantedShare(const Shares& shares) {
-#ifdef __SANITIZE_ADDRESS__
-  const int usual = shares.sanitized;
-#else
-  const int usual = shares.usual;
-#endif
   const char* wanted = std::getenv("K7K_CAMPAIGN");
-  if (wanted == nullptr) return OpeningFilesIsSlow() ? shares.slow : usual;
+  if (wanted == nullptr) {
+    return OpeningFilesIsSlow() ? shares.slow : kSanitized ? shares.sanitized : shares.usual;
+  }
   return std::string_view(wanted) == "full" ? 1 : std::max(1, std::atoi(wanted));
 }
 
