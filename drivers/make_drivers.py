@@ -8,6 +8,8 @@
 import sys
 from pathlib import Path
 
+import emit_cpp
+import emit_csharp
 import emit_node
 import emit_python
 
@@ -20,6 +22,8 @@ EMITTERS = {
     "python/k7k_obs_connector/__init__.py": emit_python.lines,
     "node/k7k-obs-connector.mjs": emit_node.lines,
     "node/k7k-obs-connector.d.mts": emit_node.type_lines,
+    "cpp/k7k_obs_connector.h": emit_cpp.lines,
+    "csharp/K7kObsConnector.cs": emit_csharp.lines,
 }
 
 
