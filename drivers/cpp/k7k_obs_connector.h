@@ -441,8 +441,16 @@ class Process {
 inline Result RunProgram(const std::vector<Argument>& arguments,
                          std::chrono::milliseconds timeout) {
   Result result;
+  for (const Argument& argument : arguments) {
+    // The system would take such an argument for a shorter one.
+    if (argument.find(Argument::value_type()) != Argument::npos) result.reason = Reason::NotStarted;
+  }
+  if (result.reason) return result;
   Process process(arguments);
-  if (!process.Started()) result.reason = Reason::NotStarted;
+  if (!process.Started()) {
+    result.reason = Reason::NotStarted;
+    return result;
+  }
   const auto begin = std::chrono::steady_clock::now();
   while (!result.reason) {
     const bool out = process.Read(0, &result.out);
@@ -456,7 +464,6 @@ inline Result RunProgram(const std::vector<Argument>& arguments,
       process.Wait();
     }
   }
-  if (!process.Started()) return result;
   process.Kill();
   // So that it works on no target any more; bounded, because a system call can hold up its end.
   std::optional<std::uint32_t> code;
@@ -468,61 +475,61 @@ inline Result RunProgram(const std::vector<Argument>& arguments,
   return result;
 }
 
-// The lines of a text; nothing if its last one has no end.
-inline std::optional<std::vector<std::string_view>> Lines(std::string_view text) {
-  std::vector<std::string_view> lines;
-  while (!text.empty()) {
-    const std::size_t end = text.find('\n');
-    if (end == std::string_view::npos) return std::nullopt;
-    const bool carriage = end > 0 && text[end - 1] == '\r';
-    lines.push_back(text.substr(0, carriage ? end - 1 : end));
-    text.remove_prefix(end + 1);
-  }
-  return lines;
+inline std::string WithoutCarriages(std::string text) {
+  for (std::size_t at = 0; (at = text.find("\r\n", at)) != std::string::npos;) text.erase(at, 1);
+  return text;
 }
 
-// Whether the lines of a run are those of an answer; takes their values if they are.
-inline bool Take(const Answer& answer, Result* result) {
-  const auto out = Lines(result->out);
-  const auto err = Lines(result->err);
-  if (!out || !err) return false;
-  const std::size_t count = answer.obs_running ? 2 : 1;
-  const std::size_t before_detail = answer.on_stderr ? count : 0;
-  const auto& lines = answer.on_stderr ? *err : *out;
-  if (lines.size() < count || out->size() != count - before_detail) return false;
-  if (lines[0] != "state=" + std::string(answer.state)) return false;
-  if (answer.obs_running && lines[1] != "obsRunning=0" && lines[1] != "obsRunning=1") return false;
-  if (err->size() > before_detail + (answer.detail == Detail::Never ? 0 : 1)) return false;
-  if (err->size() == before_detail && answer.detail == Detail::Always) return false;
-  if (err->size() > before_detail) {
-    const std::string line(err->back());
-    const bool printable = std::all_of(line.begin(), line.end(),
-                                       [](char letter) { return letter >= ' ' && letter <= '~'; });
-    if (line.rfind("detail=", 0) != 0 || !printable) return false;
-    result->detail = line.substr(7);
+inline bool Skip(std::string_view* text, std::string_view part) {
+  if (text->substr(0, part.size()) != part) return false;
+  text->remove_prefix(part.size());
+  return true;
+}
+
+// Whether the streams hold an answer's lines and nothing else; takes their values if they do.
+inline bool Take(const Answer& answer, std::string_view out, std::string_view err, Result* result) {
+  std::string_view& report = answer.on_stderr ? err : out;
+  if (!Skip(&report, "state=") || !Skip(&report, answer.state) || !Skip(&report, "\n"))
+    return false;
+  std::optional<bool> obs_running;
+  if (answer.obs_running) {
+    obs_running = Skip(&report, "obsRunning=1\n");
+    if (!*obs_running && !Skip(&report, "obsRunning=0\n")) return false;
   }
-  if (answer.obs_running) result->obs_running = lines[1].back() == '1';
+  std::optional<std::string> detail;
+  if (answer.detail != Detail::Never && Skip(&err, "detail=")) {
+    const auto end =
+        std::find_if(err.begin(), err.end(), [](char c) { return c < ' ' || c > '~'; });
+    detail.emplace(err.begin(), end);
+    err.remove_prefix(detail->size());
+    if (!Skip(&err, "\n")) return false;
+  }
+  if (!out.empty() || !err.empty() || (answer.detail == Detail::Always && !detail)) return false;
+  result->state = answer.state;
+  result->obs_running = obs_running;
+  result->detail = detail;
   return true;
 }
 
 // Reads what a run of a command has answered.
 inline void Judge(std::string_view word, Result* result) {
-  const auto has_code = [code = *result->exit_code](const std::uint32_t(&codes)[kMostCodes]) {
+  const std::uint32_t code = *result->exit_code;
+  const auto has_code = [code](const auto& codes) {
     return std::find(std::begin(codes), std::end(codes), code) != std::end(codes);
   };
-  if (result->exit_code == kUsageCode && result->out.empty() &&
-      result->err.rfind(kUsageBegins, 0) == 0) {
+  const std::string out = WithoutCarriages(result->out);
+  const std::string err = WithoutCarriages(result->err);
+  if (code == kUsageCode && out.empty() && err.rfind(kUsageBegins, 0) == 0) {
     result->outcome = Outcome::Refused;
     return;
   }
-  result->reason = Reason::Crashed;
+  result->reason = code == kUsageCode ? Reason::Garbled : Reason::Crashed;
   for (const Row& row : kRows) {
-    if (row.word != word || row.code != result->exit_code) continue;
+    if (row.word != word || row.code != code) continue;
     result->reason = Reason::Garbled;
-    if (!Take(*row.answer, result)) continue;
+    if (!Take(*row.answer, out, err, result)) continue;
     result->reason = std::nullopt;
     result->outcome = row.answer->outcome;
-    result->state = row.answer->state;
     result->retryable = row.answer->retry == Retry::Yes;
     if (row.answer->retry != Retry::ByDetail) return;
     for (const Text& text : kTexts) {
@@ -558,28 +565,17 @@ class Driver {
   // Installs unless the status is installed-valid already (NothingToDo), and asks for it again.
   Result EnsureInstalled(const Target& target, int attempts = 3,
                          std::chrono::milliseconds pause = std::chrono::seconds(1)) const {
-    return Insist(target, attempts, pause, [&] {
-      const Result status = Run(target, kStatus);
-      if (status.outcome != Outcome::Done) return Step{status, false};
-      if (status.state == internal::kValid) return Step{As(Outcome::NothingToDo, status), false};
-      return Checked(target, kInstall, internal::kValid);
-    });
+    return Ensure(kInstall, internal::kValid, target, attempts, pause);
   }
 
   // Removes, and asks for the status unless nothing was there (NothingToDo).
   Result EnsureRemoved(const Target& target, int attempts = 3,
                        std::chrono::milliseconds pause = std::chrono::seconds(1)) const {
-    return Insist(target, attempts, pause,
-                  [&] { return Checked(target, kRemove, internal::kAbsent); });
+    return Ensure(kRemove, internal::kAbsent, target, attempts, pause);
   }
 
  private:
   enum Verb { kStatus, kInstall, kRemove };
-  struct Step {
-    Result result;
-    bool again;
-  };
-
   Result Run(const Target& target, Verb verb) const {
     const std::string_view word = internal::kWords[verb + (target.Root() ? 3 : 0)];
     std::vector<internal::Argument> arguments;
@@ -601,22 +597,25 @@ class Driver {
     return result;
   }
 
-  // Does it, and asks for the status, which must be that state.
-  Step Checked(const Target& target, Verb verb, std::string_view state) const {
-    const Result done = Run(target, verb);
-    if (done.outcome != Outcome::Done) return {done, done.retryable};
-    const Result status = Run(target, kStatus);
-    if (status.outcome != Outcome::Done || status.state == state) return {status, false};
-    return {As(Outcome::Failed, status), true};
-  }
-
-  template <typename Function>
-  static Result Insist(const Target& target, int attempts, std::chrono::milliseconds pause,
-                       const Function& step) {
+  Result Ensure(Verb verb, std::string_view wanted, const Target& target, int attempts,
+                std::chrono::milliseconds pause) const {
     const std::lock_guard<std::mutex> lock(internal::LockOf(target));
-    for (int attempt = 1;; ++attempt) {
-      const Step made = step();
-      if (!made.again || attempt >= attempts) return made.result;
+    // What an earlier attempt has done is not nothing.
+    for (Outcome nothing = Outcome::NothingToDo;; nothing = Outcome::Done) {
+      if (verb == kInstall) {
+        const Result before = Run(target, kStatus);
+        if (before.outcome != Outcome::Done) return before;
+        if (before.state == wanted) return As(nothing, before);
+      }
+      Result result = Run(target, verb);
+      if (result.outcome == Outcome::NothingToDo) return As(nothing, result);
+      if (result.outcome == Outcome::Done) {
+        result = Run(target, kStatus);
+        if (result.outcome != Outcome::Done || result.state == wanted) return result;
+        result.outcome = Outcome::Failed;
+        result.retryable = true;
+      }
+      if (!result.retryable || --attempts < 1) return result;
       std::this_thread::sleep_for(pause);
     }
   }
