@@ -1,3 +1,53 @@
+/** Where the plugin belongs: STANDARD, or what portable() gives. */
+export interface Target {
+  readonly kind: "standard" | "portable";
+  readonly arguments: readonly string[];
+}
+
+/** The machine's own OBS. */
+export declare const STANDARD: Target;
+
+/** The portable OBS in a folder; the program takes only an absolute path. */
+export declare function portable(obsRoot: string): Target;
+
+export interface Result {
+  readonly outcome: Outcome;
+  /** Why it is unavailable. */
+  readonly reason: Reason | null;
+  readonly state: State;
+  /** 128 and the signal's number where a signal ended the run. */
+  readonly exitCode: number | null;
+  /** An English sentence, or nothing, for a log and for people. */
+  readonly detail: string | null;
+  readonly obsRunning: boolean | null;
+  /** Whether trying again can help although nobody has done anything. */
+  readonly retryable: boolean;
+  readonly stdout: string;
+  readonly stderr: string;
+}
+
+/** How often an ensure call tries, and its pause in milliseconds; unless told 3 and 1000. */
+export interface Tries {
+  readonly attempts?: number;
+  readonly pause?: number;
+}
+
+/** Runs one command for each target at a time: in one thread other calls wait their turn. */
+export declare class Driver {
+  /**
+   * @param command the program, behind what starts it
+   * @param timeout in milliseconds for each run, 120000 unless told
+   */
+  constructor(command: readonly string[], timeout?: number);
+  status(target: Target): Promise<Result>;
+  install(target: Target): Promise<Result>;
+  remove(target: Target): Promise<Result>;
+  /** Installs unless it is installed already. */
+  ensureInstalled(target: Target, tries?: Tries): Promise<Result>;
+  /** Removes unless it is gone already. */
+  ensureRemoved(target: Target, tries?: Tries): Promise<Result>;
+}
+
 // made by drivers/make_drivers.py from protocol/protocol.json
 
 /** What a call came to. */

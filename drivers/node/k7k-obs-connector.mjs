@@ -1,3 +1,206 @@
+// Runs K7KObsConnectorInstaller.exe and tells what its answers mean. README.md has an example.
+
+import { spawn } from "node:child_process";
+import { constants } from "node:os";
+import { join } from "node:path";
+import { setTimeout as delay } from "node:timers/promises";
+
+const WINDOWS = process.platform === "win32";
+const LIMIT = 64 * 1024; // bytes of a stream
+const GRACE = 2000; // milliseconds for a run to vanish that was ended, and its streams
+const LONGEST = 2 ** 31 - 1; // milliseconds; a longer timer rings at once
+
+/** The machine's own OBS. */
+export const STANDARD = Object.freeze({ kind: "standard", arguments: Object.freeze([]) });
+
+/** The portable OBS in a folder; the program takes only an absolute path. */
+export function portable(obsRoot) {
+  return Object.freeze({ kind: "portable", arguments: Object.freeze([String(obsRoot)]) });
+}
+
+/** Runs one command for each target at a time: in one thread other calls wait their turn. */
+export class Driver {
+  #command;
+  #timeout;
+
+  constructor(command, timeout = 120_000) {
+    this.#command = [...command];
+    this.#timeout = timeout;
+  }
+
+  status(target) {
+    return inTurn(target, () => this.#run("status", target));
+  }
+
+  install(target) {
+    return inTurn(target, () => this.#run("install", target));
+  }
+
+  remove(target) {
+    return inTurn(target, () => this.#run("remove", target));
+  }
+
+  ensureInstalled(target, { attempts = 3, pause = 1000 } = {}) {
+    return inTurn(target, () => this.#ensure("install", VALID, target, attempts, pause));
+  }
+
+  ensureRemoved(target, { attempts = 3, pause = 1000 } = {}) {
+    return inTurn(target, () => this.#ensure("remove", ABSENT, target, attempts, pause));
+  }
+
+  async #ensure(verb, wanted, target, attempts, pause) {
+    for (let attempt = 1; ; ++attempt) {
+      // What an earlier attempt has done is not nothing.
+      const nothing = attempt === 1 ? Outcome.nothingToDo : Outcome.done;
+      if (verb === "install") {
+        const before = await this.#run("status", target);
+        if (before.outcome !== Outcome.done) return before;
+        if (before.state === wanted) return changed(before, { outcome: nothing });
+      }
+      let result = await this.#run(verb, target);
+      if (result.outcome === Outcome.nothingToDo) return changed(result, { outcome: nothing });
+      if (result.outcome === Outcome.done) {
+        result = await this.#run("status", target);
+        if (result.outcome !== Outcome.done || result.state === wanted) return result;
+        result = changed(result, { outcome: Outcome.failed, retryable: true });
+      }
+      if (!result.retryable || attempt >= attempts) return result;
+      await delay(pause);
+    }
+  }
+
+  async #run(verb, target) {
+    const { word, answers } = COMMANDS[`${verb} ${target.kind}`];
+    const line = [...this.#command, word, ...target.arguments];
+    const run = await runProgram(line, this.#timeout);
+    return run.reason ? run : read(answers, run);
+  }
+}
+
+const turns = new Map(); // of each target to the end of its last call
+
+function inTurn(target, call) {
+  const key = JSON.stringify(target);
+  const result = (turns.get(key) ?? Promise.resolve()).then(call);
+  turns.set(key, result.catch(() => {}));
+  return result;
+}
+
+const NO_ANSWER = Object.freeze({
+  outcome: "unavailable", reason: null, state: "", exitCode: null, detail: null, obsRunning: null,
+  retryable: false, stdout: "", stderr: "",
+});
+
+function changed(result, fields) {
+  return Object.freeze({ ...result, ...fields });
+}
+
+/** Gives a result that has a reason unless the program ended by itself; its answer is not read. */
+function runProgram([program, ...rest], timeout) {
+  return new Promise((resolve) => {
+    const notStarted = () => resolve(changed(NO_ANSWER, { reason: Reason.notStarted }));
+    let child;
+    try {
+      child = spawn(program, rest, {
+        stdio: ["ignore", "pipe", "pipe"], detached: !WINDOWS, windowsHide: true,
+      });
+    } catch { // a path with a zero character is no value
+      notStarted();
+      return;
+    }
+    if (child.pid === undefined) {
+      child.on("error", notStarted);
+      return;
+    }
+    let reason = null;
+    const end = (why) => {
+      if (reason) return;
+      reason = why;
+      endTree(child.pid);
+      clearTimeout(timer);
+      timer = setTimeout(finish, GRACE); // what has left the run's process group may hold a stream
+    };
+    let timer = setTimeout(end, Math.min(timeout, LONGEST), Reason.timeout);
+    const texts = [child.stdout, child.stderr].map((stream) => collected(stream, end));
+    const finish = (code, signal) => {
+      clearTimeout(timer);
+      child.stdout.destroy();
+      child.stderr.destroy();
+      const exitCode = signal ? 128 + constants.signals[signal] : code;
+      const [stdout, stderr] = texts.map((text) => text());
+      resolve(changed(NO_ANSWER, { reason, exitCode: reason ? null : exitCode, stdout, stderr }));
+    };
+    child.on("close", finish);
+  });
+}
+
+/** Gives a function for the stream's text so far; ends the run when it grows beyond the limit. */
+function collected(stream, end) {
+  const blocks = [];
+  let size = 0;
+  stream.on("data", (block) => {
+    blocks.push(block);
+    size += block.length;
+    if (size > LIMIT) {
+      stream.destroy();
+      end(Reason.tooMuch);
+    }
+  });
+  return () => Buffer.concat(blocks).subarray(0, LIMIT).toString("utf8");
+}
+
+function endTree(pid) {
+  if (WINDOWS) {
+    const taskkill = join(process.env.SystemRoot, "System32", "taskkill.exe");
+    spawn(taskkill, ["/T", "/F", "/PID", String(pid)], { stdio: "ignore", windowsHide: true })
+      .on("error", () => {});
+    return;
+  }
+  try {
+    process.kill(-pid, "SIGKILL");
+  } catch {
+    // It is gone.
+  }
+}
+
+function read(answers, run) {
+  const code = run.exitCode;
+  const out = run.stdout.replaceAll("\r\n", "\n");
+  const err = run.stderr.replaceAll("\r\n", "\n");
+  if (code === USAGE_CODE && out === "" && err.startsWith(USAGE_BEGINS)) {
+    return changed(run, { outcome: Outcome.refused });
+  }
+  for (const answer of (answers[code] ?? []).map((name) => ANSWERS[name])) {
+    const values = matched(answer, out, err);
+    if (values) {
+      const detail = values.detail ?? null;
+      const { retry, restored } =
+        Object.hasOwn(DETAILS, detail ?? "") ? DETAILS[detail ?? ""] : { retry: [], restored: [] };
+      return changed(run, {
+        state: answer.state, detail,
+        outcome: restored.includes(code) ? Outcome.failedRestored : answer.outcome,
+        obsRunning: values.obsRunning === undefined ? null : values.obsRunning === "1",
+        retryable: answer.retry === "yes" || retry.includes(code),
+      });
+    }
+  }
+  const known = code in answers || code === USAGE_CODE;
+  return changed(run, { reason: known ? Reason.garbled : Reason.crashed });
+}
+
+/** The values of the answer's lines, or null if the streams hold anything else. */
+function matched(answer, out, err) {
+  const report = [`state=${answer.state}\n`]
+    .concat(answer.keys.map((key) => `${key}=(?<${key}>${VALUES[key]})\n`)).join("");
+  const line = `(?:detail=(?<detail>${VALUES.detail})\n)`;
+  const detail = { "never": "", "if-any": `${line}?`, "always": line }[answer.detail];
+  const [inOut, inErr] =
+    answer.stream === "stdout" ? [report, detail] : ["", report + detail];
+  const outMatch = new RegExp(`^${inOut}$`).exec(out);
+  const errMatch = new RegExp(`^${inErr}$`).exec(err);
+  return outMatch && errMatch ? { ...outMatch.groups, ...errMatch.groups } : null;
+}
+
 // made by drivers/make_drivers.py from protocol/protocol.json
 
 /** What a call came to. */

@@ -1,3 +1,232 @@
+"""Runs K7KObsConnectorInstaller.exe and tells what its answers mean. README.md has an example."""
+
+from __future__ import annotations
+
+import dataclasses
+import enum
+import itertools
+import os
+import queue
+import re
+import signal
+import subprocess
+import sys
+import threading
+import time
+from typing import IO, Dict, NamedTuple, Optional, Sequence, Tuple, Union
+
+__all__ = ["STANDARD", "Driver", "Outcome", "Reason", "Result", "Target", "portable"]
+
+_LIMIT = 64 * 1024  # bytes of a stream
+_GRACE = 2.0  # seconds for a run to vanish that was ended, and its streams
+
+
+@dataclasses.dataclass(frozen=True)
+class Target:
+    """Where the plugin belongs: STANDARD, or what portable() gives."""
+
+    kind: str
+    arguments: Tuple[str, ...] = ()
+
+
+STANDARD = Target("standard")
+
+
+def portable(obs_root: Union[str, os.PathLike[str]]) -> Target:
+    """The portable OBS in a folder; the program takes only an absolute path."""
+    return Target("portable", (os.fspath(obs_root),))
+
+
+@dataclasses.dataclass(frozen=True)
+class Result:
+    outcome: Outcome
+    reason: Optional[Reason] = None  # why it is UNAVAILABLE
+    state: str = ""  # what happened, or what was found
+    exit_code: Optional[int] = None  # 128 and the signal's number where a signal ended the run
+    detail: Optional[str] = None  # an English sentence, or nothing, for a log and for people
+    obs_running: Optional[bool] = None
+    retryable: bool = False  # whether trying again can help although nobody has done anything
+    stdout: str = ""
+    stderr: str = ""
+
+
+class Driver:
+    """Runs one command for each target at a time: in one process other calls wait their turn."""
+
+    def __init__(self, command: Sequence[str], timeout: float = 120.0) -> None:
+        """command is the program, behind what starts it; timeout is in seconds for each run."""
+        self._command = list(command)
+        self._timeout = timeout
+
+    def status(self, target: Target) -> Result:
+        with _lock_of(target):
+            return self._run("status", target)
+
+    def install(self, target: Target) -> Result:
+        with _lock_of(target):
+            return self._run("install", target)
+
+    def remove(self, target: Target) -> Result:
+        with _lock_of(target):
+            return self._run("remove", target)
+
+    def ensure_installed(self, target: Target, attempts: int = 3, pause: float = 1.0) -> Result:
+        """Installs unless it is installed already; pause is in seconds."""
+        with _lock_of(target):
+            return self._ensure("install", _VALID, target, attempts, pause)
+
+    def ensure_removed(self, target: Target, attempts: int = 3, pause: float = 1.0) -> Result:
+        """Removes unless it is gone already; pause is in seconds."""
+        with _lock_of(target):
+            return self._ensure("remove", _ABSENT, target, attempts, pause)
+
+    def _ensure(self, verb: str, wanted: str, target: Target, attempts: int,
+                pause: float) -> Result:
+        for attempt in itertools.count(1):
+            # What an earlier attempt has done is not nothing.
+            nothing = Outcome.NOTHING_TO_DO if attempt == 1 else Outcome.DONE
+            if verb == "install":
+                before = self._run("status", target)
+                if before.outcome is not Outcome.DONE:
+                    return before
+                if before.state == wanted:
+                    return dataclasses.replace(before, outcome=nothing)
+            result = self._run(verb, target)
+            if result.outcome is Outcome.NOTHING_TO_DO:
+                return dataclasses.replace(result, outcome=nothing)
+            if result.outcome is Outcome.DONE:
+                result = self._run("status", target)
+                if result.outcome is not Outcome.DONE or result.state == wanted:
+                    return result
+                result = dataclasses.replace(result, outcome=Outcome.FAILED, retryable=True)
+            if not result.retryable or attempt >= attempts:
+                return result
+            time.sleep(pause)
+        raise AssertionError  # count has no end
+
+    def _run(self, verb: str, target: Target) -> Result:
+        command = _COMMANDS[verb, target.kind]
+        run = _run_program([*self._command, command.word, *target.arguments], self._timeout)
+        return run if run.reason else _read(command, run)
+
+
+_locks: Dict[Target, threading.Lock] = {}
+
+
+def _lock_of(target: Target) -> threading.Lock:
+    return _locks.setdefault(target, threading.Lock())
+
+
+def _run_program(arguments: Sequence[str], timeout: float) -> Result:
+    """Has a reason unless the program ended by itself; its answer is not read yet."""
+    end = time.monotonic() + timeout
+    try:
+        process = subprocess.Popen(
+            arguments, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+            bufsize=0, start_new_session=True, creationflags=_NO_WINDOW)
+    except (OSError, ValueError):  # a path with a zero byte is no value
+        return Result(Outcome.UNAVAILABLE, Reason.NOT_STARTED)
+    assert process.stdout and process.stderr
+    finished: queue.SimpleQueue[_Reader] = queue.SimpleQueue()
+    readers = [_Reader(stream, finished) for stream in (process.stdout, process.stderr)]
+    reason = None
+    try:
+        for _ in readers:
+            if len(finished.get(timeout=max(0.0, end - time.monotonic())).data) > _LIMIT:
+                reason = Reason.TOO_MUCH
+                break
+        else:
+            process.wait(max(0.0, end - time.monotonic()))
+    except (queue.Empty, subprocess.TimeoutExpired):
+        reason = Reason.TIMEOUT
+    if reason:
+        _end(process)
+    for reader in readers:
+        reader.join(_GRACE)  # longer reads only what has left the run's process group
+    out, err = (bytes(reader.data[:_LIMIT]).decode("utf-8", "replace") for reader in readers)
+    code = None if reason else process.returncode
+    if code is not None and code < 0:
+        code = 128 - code
+    return Result(Outcome.UNAVAILABLE, reason, exit_code=code, stdout=out, stderr=err)
+
+
+class _Reader(threading.Thread):
+    """Reads a stream to its end or beyond the limit, and then puts itself in a queue."""
+
+    def __init__(self, stream: IO[bytes], finished: queue.SimpleQueue[_Reader]) -> None:
+        super().__init__(daemon=True)
+        self.data = bytearray()
+        self._stream = stream
+        self._finished = finished
+        self.start()
+
+    def run(self) -> None:
+        with self._stream:
+            while len(self.data) <= _LIMIT:
+                block = self._stream.read(_LIMIT)
+                if not block:
+                    break
+                self.data += block
+            self._finished.put(self)
+
+
+if sys.platform == "win32":
+    _NO_WINDOW = subprocess.CREATE_NO_WINDOW
+
+    def _end_tree(process: subprocess.Popen[bytes]) -> None:
+        taskkill = os.path.join(os.environ["SystemRoot"], "System32", "taskkill.exe")
+        subprocess.run([taskkill, "/T", "/F", "/PID", str(process.pid)], check=False,
+                       creationflags=_NO_WINDOW, stdin=subprocess.DEVNULL,
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+else:
+    _NO_WINDOW = 0
+
+    def _end_tree(process: subprocess.Popen[bytes]) -> None:
+        os.killpg(process.pid, signal.SIGKILL)
+
+
+def _end(process: subprocess.Popen[bytes]) -> None:
+    try:
+        _end_tree(process)
+        process.wait(_GRACE)
+    except (OSError, subprocess.TimeoutExpired):
+        pass  # it is not ours to end, or the system holds on to it
+
+
+def _read(command: _Command, run: Result) -> Result:
+    out, err = (stream.replace("\r\n", "\n") for stream in (run.stdout, run.stderr))
+    if run.exit_code == _USAGE_CODE and not out and err.startswith(_USAGE_BEGINS):
+        return dataclasses.replace(run, outcome=Outcome.REFUSED)
+    code = run.exit_code
+    assert code is not None
+    for name in command.answers.get(code, ()):
+        answer = _ANSWERS[name]
+        values = _matched(answer, out, err)
+        if values is not None:
+            detail, obs_running = values.get("detail"), values.get("obsRunning")
+            advice = _DETAILS.get(detail or "", _Detail((), ()))
+            return dataclasses.replace(
+                run, state=answer.state, detail=detail,
+                outcome=Outcome.FAILED_RESTORED if code in advice.restored else answer.outcome,
+                obs_running=None if obs_running is None else obs_running == "1",
+                retryable=answer.retry == "yes" or code in advice.retry)
+    known = code in command.answers or code == _USAGE_CODE
+    return dataclasses.replace(run, reason=Reason.GARBLED if known else Reason.CRASHED)
+
+
+def _matched(answer: _Answer, out: str, err: str) -> Optional[Dict[str, Optional[str]]]:
+    """The values of the answer's lines, or None if the streams hold anything else."""
+    values = {"state": answer.state, **{key: _VALUES[key] for key in answer.keys}}
+    report = "".join(f"{key}=(?P<{key}>{value})\n" for key, value in values.items())
+    detail = f"detail=(?P<detail>{_VALUES['detail']})\n"
+    detail = {"never": "", "if-any": f"({detail})?", "always": detail}[answer.detail]
+    in_out, in_err = (report, detail) if answer.stream == "stdout" else ("", report + detail)
+    out_match, err_match = re.fullmatch(in_out, out), re.fullmatch(in_err, err)
+    if not out_match or not err_match:
+        return None
+    return {**out_match.groupdict(), **err_match.groupdict()}
+
+
 # made by drivers/make_drivers.py from protocol/protocol.json
 
 
