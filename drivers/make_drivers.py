@@ -8,6 +8,7 @@
 import sys
 from pathlib import Path
 
+import emit_batch
 import emit_cpp
 import emit_csharp
 import emit_node
@@ -23,6 +24,7 @@ EMITTERS = {
     "node/k7k-obs-connector.mjs": emit_node.lines,
     "node/k7k-obs-connector.d.mts": emit_node.type_lines,
     "cpp/k7k_obs_connector.h": emit_cpp.lines,
+    "batch/k7k-obs-connector.cmd": emit_batch.lines,
     "csharp/K7kObsConnector.cs": emit_csharp.lines,
 }
 
@@ -30,7 +32,7 @@ EMITTERS = {
 def made_anew(path, lines):
     """The file's text with other lines between its marks, which are comments of its language."""
     old = path.read_text(encoding="utf-8").splitlines()
-    marks = [[number for number, line in enumerate(old) if line.strip("/* #") == mark]
+    marks = [[number for number, line in enumerate(old) if line.strip("/* #:") == mark]
              for mark in (MADE, END)]
     if [len(numbers) for numbers in marks] != [1, 1]:
         sys.exit(f"drivers/{path.relative_to(FOLDER)} has not both marks of its made part")
