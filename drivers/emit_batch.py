@@ -1,5 +1,7 @@
-"""The protocol as lines of a batch file: for each answer that has an exit code and a standard output,
-the outcome and the values of that output."""
+"""The protocol as lines of a batch file.
+
+For each exit code with each standard output that can come with it: the outcome and that output.
+"""
 
 import itertools
 

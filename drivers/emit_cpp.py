@@ -17,7 +17,8 @@ def enumeration(name, purpose, words):
         yield f"  {constant(word)},"
     yield "};"
     yield f"inline std::string_view Word({name} value) {{"
-    yield from row("  constexpr std::string_view words[] = {", [quoted(word) for word in words], "};")
+    literals = [quoted(word) for word in words]
+    yield from row("  constexpr std::string_view words[] = {", literals, "};")
     yield "  return words[static_cast<std::size_t>(value)];"
     yield "}"
 
@@ -59,7 +60,7 @@ def lines():
     yield "enum class Detail { Never, IfAny, Always };"
     yield "enum class Retry { No, Yes, ByDetail };"
     yield ""
-    yield "// The lines of an answer, state= first, on one stream; detail= is always on standard error."
+    yield "// The lines of an answer on one stream, state= first; detail= is always on standard error."
     yield "struct Answer {"
     yield "  std::string_view state;"
     yield "  bool on_stderr, obs_running;"
@@ -73,7 +74,7 @@ def lines():
     yield "  const Answer* answer;"
     yield "};"
     yield f"constexpr std::size_t kMostCodes = {most};"
-    yield "// The exit codes with which a text says that trying again can help, and that all is as before."
+    yield "// Exit codes with which a text says that trying again can help, and that all is as before."
     yield "struct Text {"
     yield "  std::string_view text;"
     yield "  std::uint32_t retry[kMostCodes], restored[kMostCodes];"

@@ -66,7 +66,7 @@ def lines():
         yield f"        internal const string {name} = {quoted(value)};"
     yield f"        internal const long UsageCode = {model.USAGE_CODE};"
     yield "        private static readonly long[] None = new long[0];"
-    yield "        // What the values of lines look like; before the answers, which are made of them."
+    yield "        // What the values of lines look like; the answers below are made of them."
     yield from table("Dictionary<string, string> Values = new Dictionary<string, string>", (
         f"            [{quoted(key)}] = {quoted(value)}," for key, value in model.VALUES.items()))
     yield from answer_lines()

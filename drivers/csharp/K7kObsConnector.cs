@@ -57,7 +57,7 @@ namespace K7kObsConnector
         internal const string UsageBegins = "Usage: K7KObsConnectorInstaller ";
         internal const long UsageCode = 64;
         private static readonly long[] None = new long[0];
-        // What the values of lines look like; before the answers, which are made of them.
+        // What the values of lines look like; the answers below are made of them.
         internal static readonly Dictionary<string, string> Values = new Dictionary<string, string>
         {
             ["obsRunning"] = "[01]",
@@ -352,8 +352,11 @@ namespace K7kObsConnector
             string output = run.StandardOutput.Replace("\r\n", "\n");
             string error = run.StandardError.Replace("\r\n", "\n");
             bool usage = run.ExitCode == Protocol.UsageCode;
-            if (usage && output == "" && error.StartsWith(Protocol.UsageBegins, StringComparison.Ordinal))
+            if (usage && output == "" &&
+                error.StartsWith(Protocol.UsageBegins, StringComparison.Ordinal))
+            {
                 return new Result(run, Outcome.Refused);
+            }
             var rows = Protocol.Rows.Where(row => row.Word == word && row.Code == run.ExitCode);
             foreach (var row in rows)
             {
@@ -377,7 +380,8 @@ namespace K7kObsConnector
             return new Result(
                 run, restored ? Outcome.FailedRestored : outcome, null, state,
                 detail.Success ? text : null,
-                obsRunning.Success ? obsRunning.Value == "1" : (bool?)null, retry == "yes" || again);
+                obsRunning.Success ? obsRunning.Value == "1" : (bool?)null,
+                retry == "yes" || again);
         }
     }
 
@@ -392,7 +396,8 @@ namespace K7kObsConnector
         internal static Result Of(IList<string> arguments, TimeSpan timeout)
         {
             var clock = Stopwatch.StartNew();
-            Func<TimeSpan> left = () => timeout > clock.Elapsed ? timeout - clock.Elapsed : TimeSpan.Zero;
+            Func<TimeSpan> left = () =>
+                timeout > clock.Elapsed ? timeout - clock.Elapsed : TimeSpan.Zero;
             using (Process process = Started(arguments))
             {
                 if (process == null) return new Result(null, "", "", Reason.NotStarted);
@@ -434,7 +439,8 @@ namespace K7kObsConnector
             {
                 return Process.Start(start);
             }
-            catch (Exception failure) when (failure is Win32Exception || failure is InvalidOperationException)
+            catch (Exception failure) when (
+                failure is Win32Exception || failure is InvalidOperationException)
             {
                 return null;
             }
@@ -458,48 +464,52 @@ namespace K7kObsConnector
             if (OnWindows)
             {
                 string taskkill = Path.Combine(Environment.SystemDirectory, "taskkill.exe");
-                using (Process helper = Started(new[] { taskkill, "/T", "/F", "/PID", process.Id.ToString() }))
+                string[] arguments = { taskkill, "/T", "/F", "/PID", process.Id.ToString() };
+                using (Process helper = Started(arguments))
                     helper?.WaitForExit((int)Grace.TotalMilliseconds);
             }
-            foreach (int id in OnWindows ? new List<int>() : Descendants(process.Id)) Kill(() => Process.GetProcessById(id));
-            Kill(() => process);
+            foreach (int id in Family(process.Id))
+            {
+                try
+                {
+                    (id == process.Id ? process : Process.GetProcessById(id)).Kill();
+                }
+                catch (Exception failure) when (
+                    failure is Win32Exception || failure is ArgumentException ||
+                    failure is InvalidOperationException)
+                {
+                    // It has ended meanwhile.
+                }
+            }
             process.WaitForExit((int)Grace.TotalMilliseconds);
         }
 
-        private static void Kill(Func<Process> find)
-        {
-            try
-            {
-                find().Kill();
-            }
-            catch (Exception failure) when (failure is Win32Exception || failure is ArgumentException ||
-                                            failure is InvalidOperationException)
-            {
-                // It has ended meanwhile.
-            }
-        }
-
-        private static List<int> Descendants(int process)
+        // A process and its descendants, each behind its parent.
+        private static List<int> Family(int process)
         {
             var parents = new Dictionary<int, int>();
-            foreach (string folder in Directory.Exists("/proc") ? Directory.GetDirectories("/proc") : new string[0])
+            bool told = Directory.Exists("/proc");
+            foreach (string folder in told ? Directory.GetDirectories("/proc") : new string[0])
             {
                 if (!int.TryParse(Path.GetFileName(folder), out int id)) continue;
                 try
                 {
                     // "id (name) state parent ...", and a name can hold anything.
                     string stat = File.ReadAllText(folder + "/stat");
-                    parents[id] = int.Parse(stat.Substring(stat.LastIndexOf(')') + 1).Split(' ')[2]);
+                    string parent = stat.Substring(stat.LastIndexOf(')') + 1).Split(' ')[2];
+                    parents[id] = int.Parse(parent);
                 }
                 catch (IOException)
                 {
                     // It has ended meanwhile.
                 }
             }
-            var found = new List<int> { process };
-            for (int next = 0; next < found.Count; ++next)
-                found.AddRange(parents.Where(pair => pair.Value == found[next]).Select(pair => pair.Key).ToList());
-            return found.Skip(1).ToList();
+            var family = new List<int> { process };
+            for (int next = 0; next < family.Count; ++next)
+                family.AddRange(from pair in parents
+                                where pair.Value == family[next]
+                                select pair.Key);
+            return family;
         }
 
         /// <summary>Reads a stream to its end or beyond the limit, and then puts itself in a queue.</summary>
@@ -520,7 +530,11 @@ namespace K7kObsConnector
             internal string Text()
             {
                 thread.Join(Grace);
-                lock (data) return Encoding.UTF8.GetString(data.ToArray(), 0, (int)Math.Min(data.Length, Limit));
+                lock (data)
+                {
+                    int count = (int)Math.Min(data.Length, Limit);
+                    return Encoding.UTF8.GetString(data.ToArray(), 0, count);
+                }
             }
 
             private void Read(Stream stream, BlockingCollection<Reader> finished)
@@ -534,7 +548,8 @@ namespace K7kObsConnector
                         lock (data) data.Write(block, 0, count);
                     }
                 }
-                catch (Exception failure) when (failure is IOException || failure is ObjectDisposedException)
+                catch (Exception failure) when (
+                    failure is IOException || failure is ObjectDisposedException)
                 {
                     // The stream was closed over it.
                 }

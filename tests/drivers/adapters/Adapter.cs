@@ -1,9 +1,9 @@
-// Makes one call of the C# driver; test_conformance.py tells how it is asked.
+// Makes calls of the C# driver; tests/drivers/adapters.py tells how it is asked.
 
 using System;
 using System.Collections.Generic;
-using System.IO;
 using System.Linq;
+using System.Text;
 using System.Text.RegularExpressions;
 using System.Threading.Tasks;
 using K7kObsConnector;
@@ -17,7 +17,7 @@ internal static class Adapter
 
     // Uri.EscapeDataString takes no long texts.
     private static string Encoded(string value) =>
-        string.Concat(System.Text.Encoding.UTF8.GetBytes(value).Select(b => "%" + b.ToString("X2")));
+        string.Concat(Encoding.UTF8.GetBytes(value).Select(code => "%" + code.ToString("X2")));
 
     // The word of an enumeration's member.
     private static string Word(object member) =>
@@ -53,21 +53,31 @@ internal static class Adapter
         }
     }
 
+    private static Task<Result> Start(Func<Result> call) =>
+        Task.Factory.StartNew(call, TaskCreationOptions.LongRunning);
+
     private static void Main()
     {
         var command = new List<string>();
         var fields = new Dictionary<string, string>();
         for (string line; (line = Console.In.ReadLine()) != null;)
         {
-            string[] parts = line.Split(new[] { ' ' }, 2);
-            string value = Uri.UnescapeDataString(parts[1]);
-            if (parts[0] == "command") command.Add(value);
-            else fields[parts[0]] = value;
+            if (line != "")
+            {
+                string[] parts = line.Split(new[] { ' ' }, 2);
+                string value = Uri.UnescapeDataString(parts[1]);
+                if (parts[0] == "command") command.Add(value);
+                else fields[parts[0]] = value;
+                continue;
+            }
+            TimeSpan timeout = TimeSpan.FromMilliseconds(int.Parse(fields["timeoutMs"]));
+            var driver = new Driver(command, timeout);
+            var calls = Enumerable.Range(0, int.Parse(fields["parallel"]))
+                .Select(_ => Start(() => Call(driver, fields))).ToArray();
+            foreach (Task<Result> call in calls) Tell(call.Result);
+            Console.Out.Flush();
+            command.Clear();
+            fields.Clear();
         }
-        var driver = new Driver(command, TimeSpan.FromMilliseconds(int.Parse(fields["timeoutMs"])));
-        var calls = Enumerable.Range(0, int.Parse(fields["parallel"]))
-            .Select(_ => Task.Factory.StartNew(() => Call(driver, fields), TaskCreationOptions.LongRunning))
-            .ToArray();
-        foreach (Task<Result> call in calls) Tell(call.Result);
     }
 }

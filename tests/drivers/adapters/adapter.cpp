@@ -1,4 +1,4 @@
-// Makes one call of the C++ driver; test_conformance.py tells how it is asked.
+// Makes calls of the C++ driver; tests/drivers/adapters.py tells how it is asked.
 #include <cctype>
 #include <cstdio>
 #include <future>
@@ -58,9 +58,10 @@ struct Asked {
   std::map<std::string, std::string> fields;
 };
 
+// A request; without a command at the end of the input.
 Asked ReadAsked() {
   Asked asked;
-  for (std::string line; std::getline(std::cin, line);) {
+  for (std::string line; std::getline(std::cin, line) && !line.empty();) {
     const std::size_t space = line.find(' ');
     const std::string key = line.substr(0, space);
     const std::string value = Decoded(line.substr(space + 1));
@@ -90,12 +91,14 @@ Result Call(const Driver& driver, std::map<std::string, std::string> fields) {
 }  // namespace
 
 int main() {
-  Asked asked = ReadAsked();
-  const std::chrono::milliseconds timeout(std::stoi(asked.fields["timeoutMs"]));
-  const Driver driver(asked.command, timeout);
-  std::vector<std::future<Result>> calls;
-  for (int count = std::stoi(asked.fields["parallel"]); count > 0; --count) {
-    calls.push_back(std::async(std::launch::async, [&] { return Call(driver, asked.fields); }));
+  for (Asked asked = ReadAsked(); !asked.command.empty(); asked = ReadAsked()) {
+    const std::chrono::milliseconds timeout(std::stoi(asked.fields["timeoutMs"]));
+    const Driver driver(asked.command, timeout);
+    std::vector<std::future<Result>> calls;
+    for (int count = std::stoi(asked.fields["parallel"]); count > 0; --count) {
+      calls.push_back(std::async(std::launch::async, [&] { return Call(driver, asked.fields); }));
+    }
+    for (std::future<Result>& call : calls) Tell(call.get());
+    std::cout.flush();
   }
-  for (std::future<Result>& call : calls) Tell(call.get());
 }
