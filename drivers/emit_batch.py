@@ -14,9 +14,8 @@ def outputs(answer):
     """The keys and values of each standard output that is the answer's."""
     if answer.stream == "stderr":
         return [()]
-    keys = [[("state", answer.state)], *([(key, value) for value in VALUES[key]]
-                                        for key in answer.keys)]
-    return itertools.product(*keys)
+    others = [[(key, value) for value in VALUES[key]] for key in answer.keys]
+    return itertools.product([("state", answer.state)], *others)
 
 
 def entry(word, code, output, outcome):

@@ -89,7 +89,7 @@ namespace internal {
 enum class Detail { Never, IfAny, Always };
 enum class Retry { No, Yes, ByDetail };
 
-// The lines of an answer on one stream, state= first; detail= is always on standard error.
+// The lines of an answer on one stream, state= first; detail= is on standard error.
 struct Answer {
   std::string_view state;
   bool on_stderr, obs_running;
@@ -103,7 +103,7 @@ struct Row {
   const Answer* answer;
 };
 constexpr std::size_t kMostCodes = 5;
-// Exit codes with which a text says that trying again can help, and that all is as before.
+// Exit codes with which a text says: trying again can help, and all is as before.
 struct Text {
   std::string_view text;
   std::uint32_t retry[kMostCodes], restored[kMostCodes];
