@@ -74,7 +74,7 @@ def lines():
     yield "  const Answer* answer;"
     yield "};"
     yield f"constexpr std::size_t kMostCodes = {most};"
-    yield "// Exit codes with which a text says: trying again can help, and all is as before."
+    yield "// Exit codes with which a text says: trying again helps, or all is as before."
     yield "struct Text {"
     yield "  std::string_view text;"
     yield "  std::uint32_t retry[kMostCodes], restored[kMostCodes];"

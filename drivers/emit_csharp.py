@@ -72,6 +72,6 @@ def lines():
     yield from answer_lines()
     yield "        // The answers of each command and exit code."
     yield from table("(string Word, long Code, Answer Answer)[] Rows =", row_lines())
-    yield "        // Exit codes with which a text says: trying again can help, and all is as before."
+    yield "        // Exit codes with which a text says: trying again helps, or all is as before."
     yield from table("(string Text, long[] Retry, long[] Restored)[] Texts =", text_lines())
     yield "    }"

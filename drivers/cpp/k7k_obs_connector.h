@@ -103,7 +103,7 @@ struct Row {
   const Answer* answer;
 };
 constexpr std::size_t kMostCodes = 5;
-// Exit codes with which a text says: trying again can help, and all is as before.
+// Exit codes with which a text says: trying again helps, or all is as before.
 struct Text {
   std::string_view text;
   std::uint32_t retry[kMostCodes], restored[kMostCodes];

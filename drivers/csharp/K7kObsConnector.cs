@@ -135,7 +135,7 @@ namespace K7kObsConnector
             ("--remove-portable", 54, RemovalRefused),
             ("--remove-portable", 55, RemovalFailed),
         };
-        // Exit codes with which a text says: trying again can help, and all is as before.
+        // Exit codes with which a text says: trying again helps, or all is as before.
         internal static readonly (string Text, long[] Retry, long[] Restored)[] Texts =
         {
             ("", new[] { 26L, 40L, 44L, 54L, 55L }, new[] { 26L, 55L }),
