@@ -7,7 +7,7 @@ import { setTimeout as delay } from "node:timers/promises";
 
 const WINDOWS = process.platform === "win32";
 const LIMIT = 64 * 1024; // bytes of a stream
-const GRACE = 2000; // milliseconds for a run to vanish that was ended, and its streams
+const GRACE = 1000; // milliseconds for a run to vanish that was ended, and its streams
 const LONGEST = 2 ** 31 - 1; // milliseconds; a longer timer rings at once
 
 /** The machine's own OBS. */

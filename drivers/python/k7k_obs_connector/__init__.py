@@ -18,7 +18,7 @@ from typing import IO, Dict, NamedTuple, Optional, Sequence, Tuple, Union
 __all__ = ["STANDARD", "Driver", "Outcome", "Reason", "Result", "Target", "portable"]
 
 _LIMIT = 64 * 1024  # bytes of a stream
-_GRACE = 2.0  # seconds for a run to vanish that was ended, and its streams
+_GRACE = 1.0  # seconds for a run to vanish that was ended, and its streams
 
 
 @dataclasses.dataclass(frozen=True)

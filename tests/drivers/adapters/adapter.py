@@ -1,4 +1,4 @@
-"""Makes one call of the Python driver; test_conformance.py tells how it is asked."""
+"""Makes calls of the Python driver, as adapters.py asks for them."""
 
 import sys
 from concurrent.futures import ThreadPoolExecutor
@@ -9,15 +9,17 @@ sys.path.insert(0, str(Path(__file__).resolve().parents[3] / "drivers" / "python
 from k7k_obs_connector import STANDARD, Driver, portable
 
 
-def asked():
+def requests():
     command, fields = [], {}
     for line in sys.stdin:
         key, _, value = line.rstrip("\n").partition(" ")
         if key == "command":
             command.append(unquote(value))
-        else:
+        elif key:
             fields[key] = unquote(value)
-    return command, fields
+        else:
+            yield command, fields
+            command, fields = [], {}
 
 
 def call(driver, fields):
@@ -44,12 +46,13 @@ def told(result):
 
 
 def main():
-    command, fields = asked()
-    driver = Driver(command, int(fields["timeoutMs"]) / 1000)
-    count = int(fields["parallel"])
-    with ThreadPoolExecutor(count) as pool:
-        for result in pool.map(lambda _: call(driver, fields), range(count)):
-            told(result)
+    for command, fields in requests():
+        driver = Driver(command, int(fields["timeoutMs"]) / 1000)
+        with ThreadPoolExecutor(int(fields["parallel"])) as pool:
+            calls = [pool.submit(call, driver, fields) for _ in range(int(fields["parallel"]))]
+        for each in calls:
+            told(each.result())
+        sys.stdout.flush()
 
 
 main()
