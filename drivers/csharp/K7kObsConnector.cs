@@ -389,6 +389,7 @@ namespace K7kObsConnector
         private const int Limit = 64 * 1024; // bytes of a stream
         // For a run to vanish that was ended, and its streams.
         private static readonly TimeSpan Grace = TimeSpan.FromSeconds(2);
+        private const string Setsid = "setsid";
         private static readonly bool OnWindows = Path.DirectorySeparatorChar == '\\';
 
         /// <summary>Has a reason unless the program ended by itself; its answer is not read yet.</summary>
@@ -416,14 +417,25 @@ namespace K7kObsConnector
                 string output = readers[0].Text(), error = readers[1].Text();
                 // Windows has codes above those of an int.
                 long? code = reason == null ? unchecked((uint)process.ExitCode) : (long?)null;
-                return new Result(code, output, error, reason);
+                // What setsid says when it finds no program; no answer has these codes.
+                bool missing = (code == 126 || code == 127) && error.StartsWith(Setsid + ": ");
+                return missing && !OnWindows ? new Result(null, "", "", Reason.NotStarted)
+                                             : new Result(code, output, error, reason);
             }
         }
 
-        private static Process Started(IList<string> arguments)
+        // Windows can end all that a process has started. Elsewhere setsid, if it is there, makes the
+        // program the first of a group that a shell can end.
+        private static Process Started(IEnumerable<string> arguments)
         {
             // The system would take an argument with a zero character for a shorter one.
             if (arguments.Any(argument => argument.Contains('\0'))) return null;
+            Process inGroup = OnWindows ? null : Begun(new[] { Setsid }.Concat(arguments).ToArray());
+            return inGroup ?? Begun(arguments.ToArray());
+        }
+
+        private static Process Begun(params string[] arguments)
+        {
             var start = new ProcessStartInfo
             {
                 FileName = arguments[0],
@@ -455,60 +467,25 @@ namespace K7kObsConnector
             return "\"" + Regex.Replace(inner, "(\\\\+)\\z", "$1$1") + "\"";
         }
 
-        // With all that it has started: on Windows taskkill does it. Elsewhere .NET has no call for
-        // it, but Linux shows each process's parent in /proc; a child whose own parent has ended is
-        // not found there.
         private static void End(Process process)
         {
-            if (OnWindows)
+            string id = process.Id.ToString();
+            string taskkill = Path.Combine(Environment.SystemDirectory, "taskkill.exe");
+            using (Process helper = OnWindows ? Begun(taskkill, "/T", "/F", "/PID", id)
+                                              : Begun("sh", "-c", "kill -9 -" + id))
             {
-                string taskkill = Path.Combine(Environment.SystemDirectory, "taskkill.exe");
-                string[] arguments = { taskkill, "/T", "/F", "/PID", process.Id.ToString() };
-                using (Process helper = Started(arguments))
-                    helper?.WaitForExit((int)Grace.TotalMilliseconds);
+                helper?.WaitForExit((int)Grace.TotalMilliseconds);
             }
-            foreach (int id in Family(process.Id))
+            try
             {
-                try
-                {
-                    (id == process.Id ? process : Process.GetProcessById(id)).Kill();
-                }
-                catch (Exception failure) when (
-                    failure is Win32Exception || failure is ArgumentException ||
-                    failure is InvalidOperationException)
-                {
-                    // It has ended meanwhile.
-                }
+                process.Kill();
+            }
+            catch (Exception failure) when (
+                failure is Win32Exception || failure is InvalidOperationException)
+            {
+                // It has ended by now.
             }
             process.WaitForExit((int)Grace.TotalMilliseconds);
-        }
-
-        // A process and its descendants, each behind its parent.
-        private static List<int> Family(int process)
-        {
-            var parents = new Dictionary<int, int>();
-            bool told = Directory.Exists("/proc");
-            foreach (string folder in told ? Directory.GetDirectories("/proc") : new string[0])
-            {
-                if (!int.TryParse(Path.GetFileName(folder), out int id)) continue;
-                try
-                {
-                    // "id (name) state parent ...", and a name can hold anything.
-                    string stat = File.ReadAllText(folder + "/stat");
-                    string parent = stat.Substring(stat.LastIndexOf(')') + 1).Split(' ')[2];
-                    parents[id] = int.Parse(parent);
-                }
-                catch (IOException)
-                {
-                    // It has ended meanwhile.
-                }
-            }
-            var family = new List<int> { process };
-            for (int next = 0; next < family.Count; ++next)
-                family.AddRange(from pair in parents
-                                where pair.Value == family[next]
-                                select pair.Key);
-            return family;
         }
 
         /// <summary>Reads a stream to its end or beyond the limit, and then puts itself in a queue.</summary>

@@ -32,6 +32,8 @@ FOLDER = Path(__file__).resolve().parent / "adapters"
 ADAPTERS = {
     "python": [sys.executable, "-B", f"{FOLDER}/adapter.py"],
     "node": ["node", f"{FOLDER}/adapter.mjs"],
+    "cpp": ["{bin}/driver_adapter"],
+    "csharp": ["mono", "{bin}/driver_adapter_cs.exe"],
 }
 
 
