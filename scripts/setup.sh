@@ -42,12 +42,13 @@ need_packages() {
 }
 
 # What the scripts use beyond Debian's essential packages: to build the Windows program and run it,
-# to build for the host, to compile the tests, to run them, and to fuzz.
+# to build for the host, to compile the tests, to run them and the drivers, and to fuzz.
 windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix wine64)
 host_packages=(cmake ninja-build g++ libssl-dev)
 test_packages=(ccache googletest python3 python3-jsonschema python3-pytest python3-pytest-xdist)
+driver_packages=(nodejs)
 fuzz_packages=(clang-19 libclang-rt-19-dev)
-lint_packages=(clang-format-19 clang-tidy-19 shellcheck python3-flake8 python3-yaml)
+lint_packages=(clang-format-19 clang-tidy-19 mypy shellcheck python3-flake8 python3-yaml)
 
 stop_wine() {
   WINEPREFIX="$1" /usr/lib/wine/wineserver -k 2>/dev/null || true

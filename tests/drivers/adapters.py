@@ -9,8 +9,8 @@ percent encoding. An empty line ends the request; the end of the input ends the 
     timeoutMs, attempts, pauseMs
     parallel     how often it makes the call, all at the same time
 
-For each of these calls it writes the result's fields in the same way, and then an empty line. A field
-without a value is left out.
+For each of these calls it writes the result's fields in the same way, and then an empty line. A
+field without a value is left out.
 
     outcome      a word of docs/driving.md, or unavailable
     reason       a word of drivers/README.md

@@ -1,4 +1,5 @@
 import json
+import os
 import sys
 from pathlib import Path
 
@@ -7,19 +8,39 @@ import pytest
 sys.path.insert(0, str(Path(__file__).resolve().parents[1] / "protocol"))
 from box_fixtures import *  # noqa: F401,F403  options, hooks and fixtures stand there
 
+import bundle_situations  # noqa: F401  these two fill SITUATIONS
+import target_situations  # noqa: F401
 from adapters import ADAPTERS, Adapter
+from situations import SITUATIONS
 from test_denied import give_up_overrides
 
 CASES = json.loads((Path(__file__).parent / "cases.json").read_text(encoding="utf-8"))
+# Of the cases of the real program each driver makes one in so many.
+SHARE = 1 if os.environ.get("K7K_CAMPAIGN") == "full" else 2
+
+
+def cases_of(table, adapter, platform):
+    """Those that can be made real on the platform; of the real program's a share, each by some."""
+    if table != "real":
+        return CASES[table]
+    real = [case for case in CASES[table]
+            if (SITUATIONS[case["situation"]].only or [platform])[0] == platform]
+    return real[list(ADAPTERS).index(adapter) % SHARE::SHARE]
 
 
 def pytest_generate_tests(metafunc):
-    """A test that asks for an adapter runs with each; a mark names the cases that it runs."""
-    if "adapter" in metafunc.fixturenames:
+    """A test that asks for an adapter runs with each; a mark names the table of its cases."""
+    if "adapter" not in metafunc.fixturenames:
+        return
+    mark = metafunc.definition.get_closest_marker("cases")
+    if not mark:
         metafunc.parametrize("adapter", ADAPTERS)
-    for mark in metafunc.definition.iter_markers("cases"):
-        cases = [case for case in CASES[mark.args[0]] if mark.args[1](case, metafunc.config)]
-        metafunc.parametrize("case", cases, ids=[case["name"] for case in cases])
+        return
+    platform = metafunc.config.getoption("platform")
+    pairs = [(adapter, case) for adapter in ADAPTERS
+             for case in cases_of(mark.args[0], adapter, platform)]
+    metafunc.parametrize("adapter, case", pairs, ids=[f"{adapter}-{case['name']}"
+                                                      for adapter, case in pairs])
 
 
 @pytest.fixture(scope="session")

@@ -1,20 +1,13 @@
-"""Each driver against the real program: what it makes of an answer, and what is on the disk then."""
+"""Each driver against the program: what it makes of an answer, and what is then on the disk."""
 
 import os
 
 import pytest
 
-import bundle_situations  # noqa: F401  these two fill SITUATIONS
-import target_situations  # noqa: F401
 from adapters import Result
 from sandbox import OBS_DATA, OBS_DLL, PLUGIN, installed_tree, portable_installed_tree
 from situations import SITUATIONS, good_box
 from trees import FOLDER, without
-
-
-def is_real(case, config):
-    only = SITUATIONS[case["situation"]].only
-    return not only or only[0] == config.getoption("platform")
 
 
 def command_of(box):
@@ -44,7 +37,7 @@ def expect_tree(expected, target, before, after):
         assert expected == "anything"
 
 
-@pytest.mark.cases("real", is_real)
+@pytest.mark.cases("real")
 def test_situation(ask, make_sandbox, programs, case):
     situation = SITUATIONS[case["situation"]]
     box = make_sandbox(situation.place)
@@ -59,3 +52,38 @@ def test_situation(ask, make_sandbox, programs, case):
     assert f"state={result.state}" in "".join(streams)
     expect_tree(case["tree"], case["target"], before, box.tree())
     box.remove()
+
+
+@pytest.fixture
+def box(make_sandbox):
+    made = make_sandbox()
+    made.write_bundle()
+    made.environment = {}
+    with made.obs_gate.no_obs():
+        yield made
+    made.remove()
+
+
+@pytest.mark.parametrize("name", ["My OBS", "it's (x) & %TMP% ^ $HOME; `x` !x!", "{}[]=+,#@~-",
+                                  "\u00e9\u4e2d\u6587\U0001f50a"], ids=ascii)
+@pytest.mark.parametrize("ends_with_separator", [False, True])
+def test_root_of_any_letters_is_one_argument(ask, box, name, ends_with_separator):
+    root = box.platform.native(box.write_obs(name))
+    if ends_with_separator:
+        root += "\\" if box.platform.name == "wine" else "/"
+    before = box.tree()
+    [[result, _]] = ask(command_of(box), "ensureInstalled", root)
+    assert result == Result("done", None, "installed-valid", 0, obsRunning=False)
+    [[result, _]] = ask(command_of(box), "ensureRemoved", root)
+    assert result == Result("done", None, "not-installed", 0, obsRunning=False)
+    assert files_of(box.tree()) == files_of(before)
+
+
+@pytest.mark.parametrize("target", ["standard", "portable"])
+def test_calls_at_once_install_once(ask, box, target):
+    root = box.platform.native(box.write_obs())
+    before = box.tree()
+    results = ask(command_of(box), "ensureInstalled", root if target == "portable" else None,
+                  parallel=3)
+    assert sorted(result.outcome for result, _ in results) == ["done", *["nothing-to-do"] * 2]
+    expect_tree("installed", target, before, box.tree())

@@ -74,12 +74,12 @@ def words(verb, target):
 
 
 def decoded(run, stream):
-    """What a driver tells of the stream; decoders differ in how many characters stand for others."""
+    """What a driver tells of the stream."""
     content = run.get(stream, "").encode("latin-1") * run.get("times", 1)
     return content.decode("utf-8", "replace")
 
 
-@pytest.mark.cases("one run", lambda case, config: True)
+@pytest.mark.cases("one run")
 def test_one_run(ask, play, case):
     run, target = run_of(case["run"]), case.get("target")
     played = play(run)
@@ -91,7 +91,7 @@ def test_one_run(ask, play, case):
         assert streams == (decoded(run, "out"), decoded(run, "err"))
 
 
-@pytest.mark.cases("ensure", lambda case, config: True)
+@pytest.mark.cases("ensure")
 def test_ensure(ask, play, case):
     runs, target = case["runs"], case.get("target")
     played = play(*(run_of(answer) for _, answer in runs))

@@ -1,8 +1,8 @@
 """Holds the skips of a run against the checked-in list.
 
-A line of the list names the tests' folder (protocol:), and there a whole file (test_file.py), a test
-with all its cases (test_file.py::test_name), or one case (test_file.py::test_name[case]). A skip that
-is not listed fails the run; so does a listed test that ran and did not skip.
+A line of the list names the tests' folder (protocol:), and there a whole file (test_file.py), a
+test with all its cases (test_file.py::test_name), or one case (test_file.py::test_name[case]). A
+skip that is not listed fails the run; so does a listed test that ran and did not skip.
 """
 
 import pytest
