@@ -22,9 +22,6 @@
 #include <vector>
 
 #ifdef _WIN32
-#ifndef NOMINMAX
-#define NOMINMAX
-#endif
 #include <windows.h>
 
 #include <memory>
@@ -456,7 +453,7 @@ inline Result RunProgram(const std::vector<Argument>& arguments,
     const bool out = process.Read(0, &result.out);
     const bool err = process.Read(1, &result.err);
     if (!process.Reading() && process.Ended(&result.exit_code)) return result;
-    if (std::max(result.out.size(), result.err.size()) > kMostOutput) {
+    if (result.out.size() > kMostOutput || result.err.size() > kMostOutput) {
       result.reason = Reason::TooMuch;
     } else if (std::chrono::steady_clock::now() - begin >= timeout) {
       result.reason = Reason::Timeout;
@@ -470,8 +467,9 @@ inline Result RunProgram(const std::vector<Argument>& arguments,
   for (int wait = 0; wait < 400 && !process.Ended(&code); ++wait) {
     std::this_thread::sleep_for(kStep);
   }
-  result.out.resize(std::min(result.out.size(), kMostOutput));
-  result.err.resize(std::min(result.err.size(), kMostOutput));
+  for (std::string* stream : {&result.out, &result.err}) {
+    if (stream->size() > kMostOutput) stream->resize(kMostOutput);
+  }
   return result;
 }
 
