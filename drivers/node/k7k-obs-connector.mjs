@@ -151,7 +151,7 @@ function collected(stream, end) {
 
 function endTree(pid) {
   if (WINDOWS) {
-    const taskkill = join(process.env.SystemRoot, "System32", "taskkill.exe");
+    const taskkill = join(process.env.SystemRoot ?? "C:\\Windows", "System32", "taskkill.exe");
     spawn(taskkill, ["/T", "/F", "/PID", String(pid)], { stdio: "ignore", windowsHide: true })
       .on("error", () => {});
     return;

@@ -174,7 +174,8 @@ if sys.platform == "win32":
     _NO_WINDOW = subprocess.CREATE_NO_WINDOW
 
     def _end_tree(process: subprocess.Popen[bytes]) -> None:
-        taskkill = os.path.join(os.environ["SystemRoot"], "System32", "taskkill.exe")
+        system = os.environ.get("SystemRoot", r"C:\Windows")
+        taskkill = os.path.join(system, "System32", "taskkill.exe")
         subprocess.run([taskkill, "/T", "/F", "/PID", str(process.pid)], check=False,
                        creationflags=_NO_WINDOW, stdin=subprocess.DEVNULL,
                        stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
