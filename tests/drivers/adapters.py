@@ -26,6 +26,8 @@ from dataclasses import dataclass
 from pathlib import Path
 from urllib.parse import quote, unquote
 
+from platforms import REPOSITORY
+
 FOLDER = Path(__file__).resolve().parent / "adapters"
 
 # What starts each adapter; {bin} is the folder of the program under test.
@@ -35,6 +37,8 @@ ADAPTERS = {
     "cpp": ["{bin}/driver_adapter"],
     "csharp": ["mono", "{bin}/driver_adapter_cs.exe"],
 }
+# And those that run under Wine themselves, with what they start.
+INSIDE = {"cpp inside": [f"{REPOSITORY}/scripts/wine", "{bin}/driver_adapter_inside.exe"]}
 
 
 @dataclass(frozen=True)

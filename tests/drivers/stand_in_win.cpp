@@ -71,20 +71,23 @@ void Write(DWORD stream, const std::string& text, const Fields& run) {
   }
 }
 
-// A process that holds the streams; the folder in its command line tells whose it is.
-void StartChild(const wchar_t* program, const wchar_t* folder) {
-  std::wstring line = L"\"" + std::wstring(program) + L"\" \"" + folder + L"\"";
+void StartChild(const std::wstring& program, const std::wstring& seconds, const wchar_t* folder) {
+  std::wstring line = L"\"" + program + L"\" --child " + seconds + L" \"" + folder + L"\"";
   STARTUPINFOW info{};
   info.cb = sizeof info;
   PROCESS_INFORMATION made{};
   ::CreateProcessW(nullptr, line.data(), nullptr, nullptr, TRUE, 0, nullptr, nullptr, &info, &made);
 }
 
+void Sleep(const std::string& seconds) {
+  std::this_thread::sleep_for(std::chrono::duration<double>(std::stod(seconds)));
+}
+
 }  // namespace
 
 int wmain(int count, wchar_t** arguments) {
-  if (count == 2) {
-    std::this_thread::sleep_for(std::chrono::minutes(10));
+  if (std::wstring_view(arguments[1]) == L"--child") {
+    Sleep(std::filesystem::path(arguments[2]).string());
     return 0;
   }
   const std::filesystem::path folder = arguments[1];
@@ -92,16 +95,20 @@ int wmain(int count, wchar_t** arguments) {
   for (int word = 3; word < count; ++word) words += ", " + Json(arguments[word]);
   const int number = Log(folder, "{\"asked\": [" + words + "]}");
   Fields run = ReadRun(folder / ("run." + std::to_string(number)));
-  if (run.count("child")) StartChild(arguments[0], arguments[1]);
+  if (run.count("child")) {
+    const std::wstring seconds = std::filesystem::path(run["child"]).wstring();
+    StartChild(arguments[0], seconds, arguments[1]);
+  }
   Write(STD_OUTPUT_HANDLE, run["out"], run);
   Write(STD_ERROR_HANDLE, run["err"], run);
   if (run.count("close")) {
     ::CloseHandle(::GetStdHandle(STD_OUTPUT_HANDLE));
     ::CloseHandle(::GetStdHandle(STD_ERROR_HANDLE));
   }
-  if (run.count("hang")) std::this_thread::sleep_for(std::chrono::minutes(10));
+  if (run.count("hang")) Sleep("600");
   Log(folder, "{\"ends\": 0}");
   const DWORD code = run.count("code") ? static_cast<DWORD>(std::stoul(run["code"])) : 0;
   ::TerminateProcess(::GetCurrentProcess(),
                      run.count("signal") ? EXCEPTION_ACCESS_VIOLATION : code);
+  return 1;
 }

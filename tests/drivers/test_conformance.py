@@ -10,9 +10,12 @@ from situations import SITUATIONS, good_box
 from trees import FOLDER, without
 
 
-def command_of(box):
+def command_of(box, inside):
     """Starts the box's program, in its environment."""
     environment = {**box.platform.environment(box.data), **box.environment}
+    if inside:
+        assert not box.environment
+        return [box.platform.native(box.program)]
     own = [f"{name}={value}" for name, value in environment.items()
            if os.environ.get(name) != value]
     return ["env", *own, *box.platform.start_command(box.program)]
@@ -38,7 +41,7 @@ def expect_tree(expected, target, before, after):
 
 
 @pytest.mark.cases("real")
-def test_situation(ask, make_sandbox, programs, case):
+def test_situation(ask, inside, make_sandbox, programs, case):
     situation = SITUATIONS[case["situation"]]
     box = make_sandbox(situation.place)
     good_box(box)
@@ -46,7 +49,7 @@ def test_situation(ask, make_sandbox, programs, case):
     before = box.tree()
     with situation.during(box, programs), box.obs_gate.no_obs():
         root = box.argument or box.platform.native(box.obs)
-        [[result, streams]] = ask(command_of(box), case["call"],
+        [[result, streams]] = ask(command_of(box, inside), case["call"],
                                   root if case["target"] == "portable" else None)
     assert result == Result(**case["expect"])
     assert f"state={result.state}" in "".join(streams)
@@ -67,23 +70,23 @@ def box(make_sandbox):
 @pytest.mark.parametrize("name", ["My OBS", "it's (x) & %TMP% ^ $HOME; `x` !x!", "{}[]=+,#@~-",
                                   "\u00e9\u4e2d\u6587\U0001f50a"], ids=ascii)
 @pytest.mark.parametrize("ends_with_separator", [False, True])
-def test_root_of_any_letters_is_one_argument(ask, box, name, ends_with_separator):
+def test_root_of_any_letters_is_one_argument(ask, inside, box, name, ends_with_separator):
     root = box.platform.native(box.write_obs(name))
     if ends_with_separator:
         root += "\\" if box.platform.name == "wine" else "/"
     before = box.tree()
-    [[result, _]] = ask(command_of(box), "ensureInstalled", root)
+    [[result, _]] = ask(command_of(box, inside), "ensureInstalled", root)
     assert result == Result("done", None, "installed-valid", 0, obsRunning=False)
-    [[result, _]] = ask(command_of(box), "ensureRemoved", root)
+    [[result, _]] = ask(command_of(box, inside), "ensureRemoved", root)
     assert result == Result("done", None, "not-installed", 0, obsRunning=False)
     assert files_of(box.tree()) == files_of(before)
 
 
 @pytest.mark.parametrize("target", ["standard", "portable"])
-def test_calls_at_once_install_once(ask, box, target):
+def test_calls_at_once_install_once(ask, inside, box, target):
     root = box.platform.native(box.write_obs())
     before = box.tree()
-    results = ask(command_of(box), "ensureInstalled", root if target == "portable" else None,
+    results = ask(command_of(box, inside), "ensureInstalled", root if target == "portable" else None,
                   parallel=3)
     assert sorted(result.outcome for result, _ in results) == ["done", *["nothing-to-do"] * 2]
     expect_tree("installed", target, before, box.tree())

@@ -1,11 +1,14 @@
 """Each driver against a program that answers as it likes: what it makes of it, and what it runs."""
 
+import contextlib
+import dataclasses
 import json
 import os
 import signal
 import sys
 import time
 from pathlib import Path
+from urllib.parse import quote
 
 import pytest
 
@@ -13,6 +16,7 @@ from adapters import Result
 from conftest import CASES
 
 STAND_IN = [sys.executable, "-ISB", str(Path(__file__).resolve().parent / "stand_in.py")]
+ACCESS_VIOLATION = 0xC0000005
 OK = {"out": "state=installed\n"}
 
 
@@ -24,6 +28,7 @@ class Play:
     """A folder with the runs of the stand-in, and what they wrote down."""
 
     def __init__(self, folder, runs):
+        self._folder = folder
         self._log = folder / "log"
         (folder / "runs.json").write_text(json.dumps(runs), encoding="utf-8")
         self.command = [*STAND_IN, str(folder)]
@@ -36,23 +41,48 @@ class Play:
     def asked(self):
         return [entry["asked"] for entry in self.log() if "asked" in entry]
 
+    def end(self):
+        """What runs still, beyond a driver's reach alone, is ended."""
+        for entry in self.log():
+            process = entry.get("child") or entry.get("asked") and entry["process"]
+            if entry.get("apart"):
+                os.kill(process, signal.SIGKILL)
+            elif process:
+                expect_gone(process)
+
+
+class PlayInside(Play):
+    """Of the stand-in that is a Windows program, and reads runs that are easier to read."""
+
+    def __init__(self, folder, runs, platform, stand_in):
+        super().__init__(folder, runs)
+        for number, run in enumerate(runs):
+            lines = [f"{key} {quote(str(value), encoding='latin-1')}\n"
+                     for key, value in run.items()]
+            (folder / f"run.{number}").write_text("".join(lines), encoding="ascii")
+        self._named = platform.native(folder)
+        self.command = [platform.native(stand_in), self._named]
+
+    def end(self):
+        for process in Path("/proc").iterdir():
+            with contextlib.suppress(OSError):
+                if self._named.encode() in (process / "cmdline").read_bytes():
+                    expect_gone(process.name)
+
 
 @pytest.fixture
-def play(tmp_path):
-    """Makes a play; what it leaves running at the end, beyond a driver's reach alone, is ended."""
+def play(tmp_path, platform, bin_folder, inside):
+    """Makes a play."""
     plays = []
 
     def make(*runs):
-        plays.append(Play(tmp_path, runs))
+        plays.append(PlayInside(tmp_path, runs, platform, bin_folder / "stand_in.exe") if inside
+                     else Play(tmp_path, runs))
         return plays[-1]
 
     yield make
-    for entry in (entry for made in plays for entry in made.log()):
-        process = entry.get("child") or entry.get("asked") and entry["process"]
-        if entry.get("apart"):
-            os.kill(process, signal.SIGKILL)
-        elif process:
-            expect_gone(process)
+    for made in plays:
+        made.end()
 
 
 def expect_gone(process):
@@ -79,25 +109,32 @@ def decoded(run, stream):
     return content.decode("utf-8", "replace")
 
 
+def expected_of(case, inside):
+    expected = Result(**case["expect"])
+    if inside and expected.exitCode in (128 + signal.SIGSEGV, 128 + signal.SIGKILL):
+        return dataclasses.replace(expected, exitCode=ACCESS_VIOLATION)
+    return expected
+
+
 @pytest.mark.cases("one run")
-def test_one_run(ask, play, case):
+def test_one_run(ask, play, inside, case):
     run, target = run_of(case["run"]), case.get("target")
     played = play(run)
     [[result, streams]] = ask(played.command, case["call"], target,
                               timeout_ms=case.get("timeoutMs", 30_000))
-    assert result == Result(**case["expect"])
+    assert result == expected_of(case, inside)
     assert played.asked() == [words(case["call"], target)]
     if result.reason not in ("timeout", "too-much"):
         assert streams == (decoded(run, "out"), decoded(run, "err"))
 
 
 @pytest.mark.cases("ensure")
-def test_ensure(ask, play, case):
+def test_ensure(ask, play, inside, case):
     runs, target = case["runs"], case.get("target")
     played = play(*(run_of(answer) for _, answer in runs))
     [[result, _]] = ask(played.command, case["call"], target,
                         attempts=case.get("attempts", 3))
-    assert result == Result(**case["expect"])
+    assert result == expected_of(case, inside)
     assert played.asked() == [words(verb, target) for verb, _ in runs]
 
 
@@ -113,9 +150,9 @@ def test_stream_up_to_the_limit_is_read(ask, play, count):
     assert streams == ("", lines[:65536])
 
 
-def test_program_that_is_not_there_is_not_started(ask, tmp_path):
+def test_program_that_is_not_there_is_not_started(ask, platform, tmp_path):
     for program in (tmp_path / "missing", tmp_path):
-        [[result, streams]] = ask([program], "ensureInstalled")
+        [[result, streams]] = ask([platform.native(program)], "ensureInstalled")
         assert (result, streams) == (Result("unavailable", "not-started"), ("", ""))
 
 
