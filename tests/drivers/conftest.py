@@ -33,10 +33,15 @@ def is_possible(table, case, adapter, platform):
     return adapter not in INSIDE or "apart" not in case.get("run", ())
 
 
+def share_of(cases, number=0):
+    """A share that differs with the number."""
+    return cases[number % SHARE::SHARE]
+
+
 def cases_of(table, adapter, number, platform):
     """Those that can be made real; of the real program's a share, each by some adapters."""
     possible = [case for case in CASES[table] if is_possible(table, case, adapter, platform)]
-    return possible[number % SHARE::SHARE] if table == "real" else possible
+    return share_of(possible, number) if table == "real" else possible
 
 
 def pytest_generate_tests(metafunc):

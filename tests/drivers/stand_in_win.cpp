@@ -1,4 +1,5 @@
-// What stand_in.py plays, for a driver that runs under Wine: stand_in.exe FOLDER WORD [OBS_ROOT].
+// What stand_in.py plays, for a driver that runs under Wine: stand_in.exe [FOLDER] WORD [OBS_ROOT].
+// Without a folder it is its own.
 //
 // The file run.N in the folder has what its run N does: a line for each field, its name, a space
 // and its value in percent encoding. A signal is an access violation; a child has no way to be
@@ -90,14 +91,18 @@ int wmain(int count, wchar_t** arguments) {
     Sleep(std::filesystem::path(arguments[2]).string());
     return 0;
   }
-  const std::filesystem::path folder = arguments[1];
-  std::string words = Json(arguments[2]);
-  for (int word = 3; word < count; ++word) words += ", " + Json(arguments[word]);
+  const bool beside = std::wstring_view(arguments[1]).substr(0, 2) == L"--";
+  const std::filesystem::path folder =
+      beside ? std::filesystem::path(arguments[0]).parent_path() : arguments[1];
+  std::string words;
+  for (int word = beside ? 1 : 2; word < count; ++word) {
+    words += (words.empty() ? "" : ", ") + Json(arguments[word]);
+  }
   const int number = Log(folder, "{\"asked\": [" + words + "]}");
   Fields run = ReadRun(folder / ("run." + std::to_string(number)));
   if (run.count("child")) {
     const std::wstring seconds = std::filesystem::path(run["child"]).wstring();
-    StartChild(arguments[0], seconds, arguments[1]);
+    StartChild(arguments[0], seconds, folder.c_str());
   }
   Write(STD_OUTPUT_HANDLE, run["out"], run);
   Write(STD_ERROR_HANDLE, run["err"], run);

@@ -86,7 +86,7 @@ def test_root_of_any_letters_is_one_argument(ask, inside, box, name, ends_with_s
 def test_calls_at_once_install_once(ask, inside, box, target):
     root = box.platform.native(box.write_obs())
     before = box.tree()
-    results = ask(command_of(box, inside), "ensureInstalled", root if target == "portable" else None,
-                  parallel=3)
+    results = ask(command_of(box, inside), "ensureInstalled",
+                  root if target == "portable" else None, parallel=3)
     assert sorted(result.outcome for result, _ in results) == ["done", *["nothing-to-do"] * 2]
     expect_tree("installed", target, before, box.tree())
