@@ -72,29 +72,33 @@ def answer(name):
 
 
 def details():
-    """Keyed by exit codes without their commands: those that share a code agree on a text."""
+    """By exit codes without their commands: those that share a code agree on a text.
+
+    Of several meanings one that can pass is enough to try again, and all must leave what was there.
+    """
     rows = answers_by_row()
     words = {command.word for command in COMMANDS}
-    known, retry, restored = {}, {}, {}
+    meanings = {}
     for entry in DATA["details"]:
         for row in entry["with"]:
             word, code = row.split()[:2]
-            if word not in words or rows[row].get("retry") != "by-detail":
-                continue
-            kept = entry.get("disk", rows[row]["disk"]) in OLD_IN_PLACE
-            for text in entry["texts"]:
-                known.setdefault((text, int(code)), set()).add(word)
-                if entry["retry"]:
-                    retry.setdefault((text, int(code)), set()).add(word)
-                restored.setdefault((text, int(code)), set()).add(
-                    kept and rows[row]["outcome"] == "failed")
-    assert all(retry[pair] == known[pair] for pair in retry)
-    for text in sorted({text for text, _ in known}):
-        again = tuple(sorted(code for said, code in retry if said == text))
-        back = tuple(sorted(code for (said, code), kept in restored.items()
-                            if said == text and kept == {True}))
-        if again or back:
-            yield Detail(text, again, back)
+            if word in words and rows[row].get("retry") == "by-detail":
+                restored = (rows[row]["outcome"] == "failed"
+                            and entry.get("disk", rows[row]["disk"]) in OLD_IN_PLACE)
+                for text in entry["texts"]:
+                    codes = meanings.setdefault(text, {})
+                    codes.setdefault(int(code), []).append((word, entry["retry"], restored))
+    for text, codes in sorted(meanings.items()):
+        retry, restored = [], []
+        for code, said in sorted(codes.items()):
+            can_pass = {word for word, again, _ in said if again}
+            assert can_pass in (set(), {word for word, _, _ in said})
+            if can_pass:
+                retry.append(code)
+            if all(kept for _, _, kept in said):
+                restored.append(code)
+        if retry or restored:
+            yield Detail(text, tuple(retry), tuple(restored))
 
 
 COMMANDS = tuple(commands())

@@ -5,6 +5,7 @@
 runs.json in the folder has what each run does, in their order. In the file `log` there each run
 writes how it was asked, the processes it started, and that it ends.
 
+    read              reads its input to the end before it writes
     out, err, times   what it writes on the two streams, each character a byte, and how often
     slowly            writes it byte by byte
     child, apart      starts a child for so many seconds that holds the streams; in its own session
@@ -55,6 +56,8 @@ def main():
         child = subprocess.Popen(["sleep", str(run["child"])],
                                  start_new_session=run.get("apart", False))
         log.write(child=child.pid, apart=run.get("apart", False))
+    if run.get("read"):
+        sys.stdin.read()
     write_streams(run)
     if run.get("close"):
         os.close(1)
