@@ -46,7 +46,7 @@ need_packages() {
 windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix wine64)
 host_packages=(cmake ninja-build g++ libssl-dev)
 test_packages=(ccache googletest python3 python3-jsonschema python3-pytest python3-pytest-xdist)
-driver_packages=(nodejs)
+driver_packages=(nodejs mono-mcs mono-runtime)
 fuzz_packages=(clang-19 libclang-rt-19-dev)
 lint_packages=(clang-format-19 clang-tidy-19 mypy shellcheck python3-flake8 python3-yaml)
 

@@ -1,6 +1,7 @@
 """The batch file under Wine's cmd.exe: its one line, its exit code, and what it hands on."""
 
 import json
+import re
 import shutil
 import subprocess
 from urllib.parse import quote
@@ -144,8 +145,20 @@ def test_program_that_is_not_there_is_unavailable(batch, platform, tmp_path):
     assert "none.exe" in err
 
 
+def test_example_of_the_page_does_what_it_says(batch, sandbox):
+    page = (BATCH.parent / "README.md").read_text(encoding="utf-8")
+    example = r'```\n> call k7k-obs-connector.cmd \S+ (\w+) "C:\\My OBS"\n(.*\n)```'
+    [[call, line]] = re.findall(example, page)
+    sandbox.write_bundle()
+    obs = sandbox.platform.native(sandbox.write_obs("My OBS"))
+    with sandbox.obs_gate.no_obs():
+        program = sandbox.platform.native(sandbox.program)
+        assert batch(program, call, obs, data=sandbox.data) == (0, line, "")
+
+
 @pytest.mark.parametrize("arguments", [
-    (), ("x.exe",), ("x.exe", "Install"), ("x.exe", "self-test"), ("x.exe", "install", "C:\\My", "OBS")])
+    (), ("x.exe",), ("x.exe", "Install"), ("x.exe", "self-test"),
+    ("x.exe", "install", "C:\\My", "OBS")])
 def test_other_arguments_are_refused_with_usage(batch, tmp_path, arguments):
     assert batch(*arguments, data=tmp_path) == (
         64, "", "Usage: k7k-obs-connector.cmd PROGRAM status|install|remove [OBS_ROOT]\n")

@@ -6,6 +6,7 @@ import re
 import shutil
 import subprocess
 import sys
+from dataclasses import dataclass
 
 import pytest
 
@@ -95,33 +96,49 @@ def test_every_answer_of_the_protocol_is_understood(ask):
     assert count > 150
 
 
-# What each page's example is called, where it lies, and what runs it.
+@dataclass(frozen=True)
+class Example:
+    kind: str
+    name: str
+    parts: list  # of the driver, beside the example
+    start: list
+    refused: str = "refused"
+    build: tuple = ()
+
+
 EXAMPLES = {
-    "python": ("python", "install.py", ["k7k_obs_connector"], [sys.executable, "-B"]),
-    "node": ("js", "install.mjs", ["k7k-obs-connector.mjs"], ["node"]),
+    "python": Example("python", "install.py", ["k7k_obs_connector"],
+                      [sys.executable, "-B", "install.py"]),
+    "node": Example("js", "install.mjs", ["k7k-obs-connector.mjs"], ["node", "install.mjs"]),
+    "cpp": Example("cpp", "install.cpp", ["k7k_obs_connector.h"], ["./install"],
+                   build=("c++", "-std=c++17", "-pthread", "-o", "install", "install.cpp")),
+    "csharp": Example("cs", "Install.cs", ["K7kObsConnector.cs"],
+                      ["mono", "Install.exe"], "Refused", ("mcs", "-langversion:7", "Install.cs", "K7kObsConnector.cs")),
 }
 
 
 @pytest.mark.parametrize("language", EXAMPLES)
 def test_example_of_the_page_does_what_it_says(sandbox, language):
-    kind, name, parts, start = EXAMPLES[language]
+    example = EXAMPLES[language]
     page = (DRIVERS / language / "README.md").read_text(encoding="utf-8")
-    [example] = re.findall(rf"```{kind}\n(.*?)```", page, re.DOTALL)
+    [text] = re.findall(rf"```{example.kind}\n(.*?)```", page, re.DOTALL)
     folder = sandbox.folder / "example"
     folder.mkdir()
-    (folder / name).write_text(example, encoding="utf-8")
-    for part in parts:
+    (folder / example.name).write_text(text, encoding="utf-8")
+    for part in example.parts:
         (folder / part).symlink_to(DRIVERS / language / part)
+    if example.build:
+        subprocess.run(example.build, cwd=folder, check=True)
 
     def run():
-        return subprocess.run([*start, name, sandbox.program], cwd=folder, capture_output=True,
-                              text=True, check=False,
+        return subprocess.run([*example.start, sandbox.program], cwd=folder,
+                              capture_output=True, text=True, check=False,
                               env=sandbox.platform.environment(sandbox.data))
 
     with sandbox.obs_gate.no_obs():
         refused = run()
         assert (refused.returncode, refused.stdout) == (1, "")
-        assert refused.stderr == "refused: install-failed\n"
+        assert refused.stderr == f"{example.refused}: install-failed\n"
         sandbox.write_bundle()
         before = sandbox.tree()
         for _ in range(2):
