@@ -114,8 +114,7 @@ function runProgram([program, ...rest], timeout) {
     }
     let reason = null;
     const end = (why) => {
-      if (reason) return;
-      reason = why;
+      reason ??= why;
       endTree(child.pid);
       clearTimeout(timer);
       timer = setTimeout(finish, GRACE); // what has left the run's process group may hold a stream
