@@ -452,7 +452,11 @@ inline Result RunProgram(const std::vector<Argument>& arguments,
   while (!result.reason) {
     const bool out = process.Read(0, &result.out);
     const bool err = process.Read(1, &result.err);
-    if (!process.Reading() && process.Ended(&result.exit_code)) return result;
+    if (!process.Reading() && process.Ended(&result.exit_code)) {
+      // A caller that ignores its children's ends learns no code.
+      if (!result.exit_code) result.reason = Reason::Crashed;
+      return result;
+    }
     if (result.out.size() > kMostOutput || result.err.size() > kMostOutput) {
       result.reason = Reason::TooMuch;
     } else if (std::chrono::steady_clock::now() - begin >= timeout) {

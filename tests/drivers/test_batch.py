@@ -67,7 +67,7 @@ def expected_errors(expect):
     return "".join(lines)
 
 
-@pytest.mark.parametrize("case", share_of(PLAIN), ids=lambda case: case["name"])
+@pytest.mark.parametrize("case", share_of(PLAIN, "wine"), ids=lambda case: case["name"])
 def test_situation(batch, make_sandbox, programs, case):
     situation = SITUATIONS[case["situation"]]
     box = make_sandbox(situation.place)

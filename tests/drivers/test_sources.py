@@ -113,7 +113,8 @@ EXAMPLES = {
     "cpp": Example("cpp", "install.cpp", ["k7k_obs_connector.h"], ["./install"],
                    build=("c++", "-std=c++17", "-pthread", "-o", "install", "install.cpp")),
     "csharp": Example("cs", "Install.cs", ["K7kObsConnector.cs"],
-                      ["mono", "Install.exe"], "Refused", ("mcs", "-langversion:7", "Install.cs", "K7kObsConnector.cs")),
+                      ["mono", "Install.exe"], "Refused",
+                      ("mcs", "-langversion:7", "Install.cs", "K7kObsConnector.cs")),
 }
 
 
