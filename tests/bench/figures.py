@@ -34,6 +34,7 @@ class Figures:
     def __init__(self):
         found = json.loads(FILE.read_text(encoding="ascii"))
         self.machine, self.rounds = found["machine"], found["rounds"]
+        self.minutes = found["minutes"]
         self.series = [Series(record) for record in found["series"]]
 
     def of(self, place, command):

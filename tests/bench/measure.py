@@ -80,6 +80,7 @@ def measure(place, case, command, rounds):
 
 def main():
     rounds = int(sys.argv[1])
+    start = time.monotonic()
     series = []
     for case in CASES:
         lay_out(case)
@@ -89,7 +90,8 @@ def main():
             for root in ("obs-plugins", "data"):
                 shutil.rmtree(case.obs / root, ignore_errors=True)
         shutil.rmtree(case.folder)
-    figures = {"machine": describe_machine(WORK), "rounds": rounds, "series": series}
+    figures = {"machine": describe_machine(WORK), "rounds": rounds,
+               "minutes": (time.monotonic() - start) / 60, "series": series}
     (WORK / "figures.json").write_text(json.dumps(figures, indent=1), encoding="ascii")
 
 

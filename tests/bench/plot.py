@@ -3,8 +3,9 @@ each place, both axes logarithmic."""
 
 import math
 
-from cases import FEW, MIB
+from cases import MIB
 
+COMMANDS = ("--status-standard", "--install-standard", "--remove-standard")
 COLOURS = {"program": "#0060c0", "floor": "#808080", "shell": "#c07000",
            "NSIS": "#a02020", "NSIS stored": "#e07070"}
 SIZES = {1 << 15: "32 KiB", MIB: "1 MiB", 64 * MIB: "64 MiB", 512 * MIB: "512 MiB"}
@@ -56,14 +57,15 @@ class Panel:
 
 def draw(figures, path):
     parts = [f'<svg xmlns="http://www.w3.org/2000/svg" width="{2 * STEP_X + 20}" '
-             f'height="{len(FEW) * STEP_Y + TOP}" font-family="sans-serif" font-size="12">',
+             f'height="{len(COMMANDS) * STEP_Y + TOP}" font-family="sans-serif" font-size="12">',
              '<rect width="100%" height="100%" fill="#ffffff"/>']
-    for row, command in enumerate(FEW):
+    for row, command in enumerate(COMMANDS):
         for column, place in enumerate(("host", "Wine")):
             panel = Panel(column, row)
             parts += panel.axes(f"{command}, {place}")
             series = figures.of(place, command)
             for number, name in enumerate(series[0].contestants):
-                points = [(one.case.library, 1000 * one.seconds(name)) for one in series]
+                points = [(one.case.library, 1000 * one.seconds(name)) for one in series
+                          if name in one.contestants]
                 parts += panel.line(number, name, points)
     path.write_text("\n".join([*parts, "</svg>", ""]), encoding="ascii")

@@ -51,7 +51,7 @@ def files_table(figures):
 def report(figures):
     machine = [[title, text] for title, text in figures.machine.items()]
     return "\n\n".join([
-        table(["Machine", ""], [*machine, ["Rounds", str(figures.rounds)]]),
+        table(["Machine", ""], [*machine, ["Rounds", f"{figures.rounds}, in {figures.minutes:.0f} min"]]),
         "What the program is held to, and the worst that was measured:",
         table(["", "At most", "Host", "Wine"], target_rows(figures)),
         "![Time of a run over the size of the library](performance.svg)",
