@@ -14,20 +14,19 @@ ROWS = answers_by_row()
 
 
 def archive(package):
-    """Path and SHA-256 of the ZIP that SHA256SUMS of the package names."""
+    """Path of the ZIP that the package's SHA256SUMS names."""
     folder = Path(package).resolve()
     lines = (folder / "SHA256SUMS").read_text(encoding="ascii").splitlines()
-    digest, name = next(line.split("  ") for line in lines if line.endswith(".zip"))
-    return {"path": str(folder / name), "sha256": digest}
+    return str(folder / next(line.split("  ")[1] for line in lines if line.endswith(".zip")))
 
 
 def is_whole(found, place, package):
     """Whether the files found in a folder are those of the package, each unchanged, and no others.
 
     SHA-1, because it is the one digest that the package's list and the modules of every system
-    have; it tells a damaged file, and the archive was checked by its SHA-256.
+    have. It finds damage; SHA256SUMS holds the list itself.
     """
-    listing = Path(archive(package)["path"]).with_suffix(".spdx.json")
+    listing = Path(archive(package)).with_suffix(".spdx.json")
     wanted = {entry["fileName"].removeprefix("./"): checksum["checksumValue"]
               for entry in json.loads(listing.read_text(encoding="utf-8"))["files"]
               for checksum in entry["checksums"] if checksum["algorithm"] == "SHA1"}
