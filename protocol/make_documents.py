@@ -60,7 +60,7 @@ def lines_of(answer):
 
 
 def again(answer):
-    return {"by-detail": "by `detail=`"}.get(answer.get("retry"), answer.get("retry", ""))
+    return {"by-detail": "may help"}.get(answer.get("retry"), answer.get("retry", ""))
 
 
 def self_test_rows():

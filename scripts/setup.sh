@@ -42,7 +42,7 @@ need_packages() {
 }
 
 # What the scripts use beyond Debian's essential packages: to build the Windows program and run it,
-# to build for the host, to package, to compile the tests and run them, to fuzz, and to lint.
+# to build for the host, to package, to compile the tests and run them, to fuzz, to lint, to measure.
 windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix wine64)
 host_packages=(cmake ninja-build g++ libssl-dev)
 package_packages=(python3 osslsigncode)
@@ -50,6 +50,7 @@ test_packages=(ccache googletest openssl python3 python3-jsonschema python3-pyte
   python3-pytest-xdist)
 fuzz_packages=(clang-19 libclang-rt-19-dev)
 lint_packages=(clang-format-19 clang-tidy-19 shellcheck python3-flake8 python3-yaml)
+bench_packages=(python3 time nsis gnuplot-nox)
 
 stop_wine() {
   WINEPREFIX="$1" /usr/lib/wine/wineserver -k 2>/dev/null || true

@@ -17,7 +17,9 @@ DiskOverride::DiskOverride(Disk& disk) : previous_(DiskInUse()) { DiskInUse() = 
 
 DiskOverride::~DiskOverride() { DiskInUse() = previous_; }
 
-bool CreateFolders(const Path& path) {
+namespace {
+
+bool CreateMissing(const Path& path, bool durably) {
   const Path folder = WithoutTrailingSeparators(path);
   switch (CurrentDisk().Status(folder)) {
     case FileStatus::Folder:
@@ -29,9 +31,16 @@ bool CreateFolders(const Path& path) {
   }
   const Path parent = folder.parent_path();
   // A relative name has no parent to create; a root that is absent cannot be created at all.
-  if (!parent.empty() && (parent == folder || !CreateFolders(parent))) return false;
-  return CurrentDisk().CreateFolder(folder);
+  if (!parent.empty() && (parent == folder || !CreateMissing(parent, durably))) return false;
+  return CurrentDisk().CreateFolder(folder) &&
+         (!durably || CurrentDisk().Flush(parent.empty() ? Path(".") : parent));
 }
+
+}  // namespace
+
+bool CreateFolders(const Path& path) { return CreateMissing(path, false); }
+
+bool CreateFoldersDurably(const Path& path) { return CreateMissing(path, true); }
 
 Path WithoutTrailingSeparators(const Path& path) {
   Path name = path;

@@ -81,6 +81,12 @@ class Disk {
   // link too. A failure may leave a partial file at `to`.
   virtual bool Copy(const Path& from, const Path& to) = 0;
 
+  // Has what was written to a file, or the list of a folder's entries, put on the medium, links
+  // followed, so that a power cut does not take it back. A read-only file stays read-only. True
+  // also where the file system knows no such request, and for a folder that may not be opened for
+  // it. False when the system says that it could not be written, and when nothing is there.
+  virtual bool Flush(const Path& path) = 0;
+
   // Renames a file or a whole folder, links not followed. Replaces a file at `to`, never a folder
   // with content. Returns 0, or the raw error code of the system (Win32 error, errno); then nothing
   // has moved.
@@ -126,6 +132,10 @@ class DiskOverride {
 // Creates a folder and its missing ancestors. True when a folder is there afterwards; on false the
 // ancestors created so far stay.
 bool CreateFolders(const Path& path);
+
+// The same, with each folder that got a new entry flushed: what is put into the new folder later is
+// not lost with it. False also when that could not be done; the folder may be there then.
+bool CreateFoldersDurably(const Path& path);
 
 // Whether a path is absolute by the platform's own rule. On Windows `C:\x`, `\\server\share` and
 // `\\?\C:\x` are; `C:x`, `\x` and `x` are not.

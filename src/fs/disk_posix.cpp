@@ -104,6 +104,12 @@ class PosixDisk : public Disk {
     return std::filesystem::copy_file(from, to, std::filesystem::copy_options::none, error);
   }
 
+  bool Flush(const Path& path) override {
+    const FileDescriptor entry(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    if (!entry) return errno == EACCES && Status(path) == FileStatus::Folder;
+    return ::fsync(entry.Get()) == 0 || errno == EINVAL;  // no flush is known there (fsync(2))
+  }
+
   int Move(const Path& from, const Path& to) override {
     return ::rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
   }

@@ -9,6 +9,7 @@
 
 #include "fs/disk.h"
 #include "fs/file_input_win.h"
+#include "fs/flush_win.h"
 #include "fs/handle_win.h"
 #include "fs/path_text_win.h"
 #include "fs/remove_win.h"
@@ -215,6 +216,8 @@ class WindowsDisk : public Disk {
     if (IsReparsePoint(to)) return false;
     return ::CopyFileW(Win32Text(from).c_str(), Win32Text(to).c_str(), TRUE) != FALSE;
   }
+
+  bool Flush(const Path& path) override { return FlushToMedium(Win32Text(path)); }
 
   int Move(const Path& from, const Path& to) override {
     const std::wstring from_text = Win32Text(from);

@@ -1,5 +1,8 @@
 #include "fs/staging_copy.h"
 
+#include <algorithm>
+#include <vector>
+
 #include "fs/detail.h"
 
 namespace k7k {
@@ -13,10 +16,14 @@ bool Escapes(const Path& relative) {
   return text.empty() || (text.size() >= 2 && text[0] == '.' && text[1] == '.');
 }
 
-bool CopyEntry(const Path& entry, const Path& target, std::wstring* detail) {
-  constexpr auto kNotCopied = L"Could not copy the complete payload";
+constexpr auto kNotCopied = L"Could not copy the complete payload";
+
+// A folder is added to `folders`: its list of entries is flushed when it is complete.
+bool CopyEntry(const Path& entry, const Path& target, std::vector<Path>& folders,
+               std::wstring* detail) {
   const FileStatus status = CurrentDisk().Status(entry);
   if (status == FileStatus::Folder) {
+    folders.push_back(target);
     return CreateFolders(target) || Explain(detail, kNotCopied, false);
   }
   if (!Exists(status)) return Explain(detail, kNotCopied, false);
@@ -27,7 +34,8 @@ bool CopyEntry(const Path& entry, const Path& target, std::wstring* detail) {
   if (again != FileStatus::File) {
     return Explain(detail, L"Payload contains an unsupported entry", false);
   }
-  const bool copied = CreateFolders(target.parent_path()) && CurrentDisk().Copy(entry, target);
+  const bool copied = CreateFolders(target.parent_path()) && CurrentDisk().Copy(entry, target) &&
+                      CurrentDisk().Flush(target);
   return copied || Explain(detail, kNotCopied, false);
 }
 
@@ -37,6 +45,7 @@ bool StageCopy(const Path& source, const Path& staging, std::wstring* detail) {
   if (!CurrentDisk().CreateFolder(staging)) {
     return Explain(detail, L"Could not create the staging directory", false);
   }
+  std::vector<Path> folders{staging};
   // The end is asked for before the error, on purpose: see the header.
   const auto walk = CurrentDisk().Walk(source);
   for (; !walk->AtEnd(); walk->Advance()) {
@@ -44,9 +53,11 @@ bool StageCopy(const Path& source, const Path& staging, std::wstring* detail) {
     const Path entry = walk->Entry();
     const Path relative = entry.lexically_relative(source);
     if (Escapes(relative)) return Explain(detail, L"Payload entry escaped its root", false);
-    if (!CopyEntry(entry, staging / relative, detail)) return false;
+    if (!CopyEntry(entry, staging / relative, folders, detail)) return false;
   }
-  return true;
+  const bool flushed = std::all_of(folders.begin(), folders.end(),
+                                   [](const Path& folder) { return CurrentDisk().Flush(folder); });
+  return flushed || Explain(detail, kNotCopied, false);
 }
 
 }  // namespace k7k

@@ -64,7 +64,7 @@ bool CheckPortableParents(const Path& root, bool create, std::wstring* detail) {
   const std::array parents{root / "obs-plugins", root / "obs-plugins" / "64bit", root / "data",
                            root / "data" / "obs-plugins"};
   for (const Path& parent : parents) {
-    if (create && !CreateFolders(parent)) return Explain(detail, kUnsafe, false);
+    if (create && !CreateFoldersDurably(parent)) return Explain(detail, kUnsafe, false);
     const FileStatus status = CurrentDisk().Status(parent);
     if (status == FileStatus::Absent) continue;
     if (status == FileStatus::Unreadable) {

@@ -27,7 +27,7 @@ struct Piece {
   int MoveAside() const { return existed ? RetryingMove(target, backup) : 0; }
   int MoveIn() const { return RetryingMove(staging, target); }
   int Restore() const { return existed ? RetryingMove(backup, target) : 0; }
-  bool RemoveBackup() const { return !existed || RemoveTree(backup); }
+  bool MakeDurable() const { return CurrentDisk().Flush(target.parent_path()); }
 };
 
 struct PortablePieces {
@@ -84,6 +84,7 @@ bool AllNamesAreFree(const PortablePieces& pieces) {
 
 bool StageAndVerify(const Path& bundle, const PortablePieces& pieces) {
   return CurrentDisk().Copy(bundle / RequiredFiles.front().path, pieces.dll.staging) &&
+         CurrentDisk().Flush(pieces.dll.staging) &&
          StageCopy(bundle / "data", pieces.data.staging, nullptr) &&
          ComparePortableFiles(bundle, pieces.dll.staging, pieces.data.staging, nullptr);
 }
@@ -143,10 +144,12 @@ InstallOutcome Commit(const Path& bundle, const PortablePieces& pieces, std::wst
     return Explain(detail, L"Portable OBS plugin verification failed and was rolled back",
                    InstallOutcome::RolledBack);
   }
-  if (!pieces.dll.RemoveBackup()) {
+  // No old piece goes before a power cut can no longer take either new one back.
+  const bool durable = pieces.dll.MakeDurable() && pieces.data.MakeDurable();
+  if (pieces.dll.existed && !(durable && RemoveTree(pieces.dll.backup))) {
     Explain(detail, L"Portable plugin installed; DLL backup remains", InstallOutcome::Installed);
   }
-  if (!pieces.data.RemoveBackup()) {
+  if (pieces.data.existed && !(durable && RemoveTree(pieces.data.backup))) {
     Explain(detail, L"Portable plugin installed; data backup remains", InstallOutcome::Installed);
   }
   return InstallOutcome::Installed;

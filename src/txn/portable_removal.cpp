@@ -44,8 +44,11 @@ RemovalOutcome RemovePortablePlugin(const Path& root, std::wstring* detail,
                    RemovalOutcome::InjectedFailureRolledBack);
   }
 
-  const bool dll_deleted = !dll_existed || RemoveTree(dll_backup);
-  const bool data_deleted = !data_existed || RemoveTree(data_backup);
+  // Not before a power cut can no longer put what is being deleted back into its place.
+  const bool durable = (!dll_existed || CurrentDisk().Flush(dll.parent_path())) &&
+                       (!data_existed || CurrentDisk().Flush(data.parent_path()));
+  const bool dll_deleted = !dll_existed || (durable && RemoveTree(dll_backup));
+  const bool data_deleted = !data_existed || (durable && RemoveTree(data_backup));
   if (dll_deleted && data_deleted) return RemovalOutcome::Removed;
   // Nothing is moved back, unlike in the standard removal: OBS no longer sees the plugin. Meant.
   return Explain(detail, L"Portable plugin was detached, but a private backup remains",

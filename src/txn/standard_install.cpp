@@ -15,7 +15,7 @@ namespace {
 bool CheckDestination(const Path& payload, const Path& plugin_parent, const Path& destination,
                       std::wstring* detail) {
   constexpr auto kNotSeparate = L"Payload and plugin destination must be separate trees";
-  if (!CreateFolders(plugin_parent) || IsReparsePoint(plugin_parent)) {
+  if (!CreateFoldersDurably(plugin_parent) || IsReparsePoint(plugin_parent)) {
     return Explain(detail, L"Plugin parent is unavailable or unsafe", false);
   }
   std::error_code error;
@@ -94,7 +94,9 @@ InstallOutcome InstallPlugin(const Path& payload, const Path& plugin_parent, std
     return RollBack(destination, staging, backup, backup_made, detail);
   }
 
-  if (backup_made && !RemoveTree(backup)) {
+  // The old copy goes only when a power cut can no longer take the new one back.
+  const bool durable = CurrentDisk().Flush(plugin_parent);
+  if (backup_made && !(durable && RemoveTree(backup))) {
     return Explain(detail, L"Plugin was installed, but its private backup remains",
                    InstallOutcome::Installed);
   }

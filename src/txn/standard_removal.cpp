@@ -48,7 +48,8 @@ RemovalOutcome RemovePlugin(const Path& plugin_parent, std::wstring* detail,
     return Explain(detail, L"Injected removal failure", RemovalOutcome::InjectedFailureRolledBack);
   }
 
-  if (RemoveTree(backup)) return RemovalOutcome::Removed;
+  // Not before a power cut can no longer put what is being deleted back into its place.
+  if (disk.Flush(plugin_parent) && RemoveTree(backup)) return RemovalOutcome::Removed;
   if (RetryingMove(backup, destination) != 0) {
     return Explain(detail, L"Plugin removal failed and its backup could not be restored",
                    RemovalOutcome::Failed);

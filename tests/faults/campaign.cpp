@@ -80,7 +80,8 @@ Transaction StandardInstall() {
            FailsAt("the backup fails", Call::Move, kPluginFolder, backup),
            FailsAt("the swap fails", Call::Move, staging),
            FailsAt("the installed check fails", Call::Size,
-                   std::string(kPluginFolder) + "/manifest.sha256")}};
+                   std::string(kPluginFolder) + "/manifest.sha256"),
+           FailsAt("the swap is not made durable", Call::Flush, kPluginParent)}};
 }
 
 Transaction StandardRemoval() {
@@ -94,7 +95,8 @@ Transaction StandardRemoval() {
           [](const Sandbox& sandbox, std::wstring* detail, InjectedFailure injected) {
             return static_cast<int>(RemovePlugin(sandbox.At(kPluginParent), detail, injected));
           },
-          {FailsAt("the deletion fails half-way", Call::Remove, backup + "/bin"),
+          {FailsAt("the isolation is not made durable", Call::Flush, kPluginParent),
+           FailsAt("the deletion fails half-way", Call::Remove, backup + "/bin"),
            FailsAt("the deletion fails at the end", Call::Remove, backup)}};
 }
 
@@ -116,7 +118,8 @@ Transaction PortableInstall() {
            FailsAt("the data backup fails", Call::Move, kData),
            FailsAt("the DLL commit fails", Call::Move, dll_staging),
            FailsAt("the data commit fails", Call::Move, data_staging),
-           FailsAt("the verification fails", Call::Size, kData + LastDataFile())}};
+           FailsAt("the verification fails", Call::Size, kData + LastDataFile()),
+           FailsAt("the swap is not made durable", Call::Flush, kDataParent)}};
 }
 
 Transaction PortableRemoval() {
@@ -130,6 +133,7 @@ Transaction PortableRemoval() {
             return static_cast<int>(RemovePortablePlugin(sandbox.At(kObsRoot), detail, injected));
           },
           {FailsAt("the data isolation fails", Call::Move, kData),
+           FailsAt("the isolation is not made durable", Call::Flush, kDllParent),
            FailsAt("the DLL deletion fails", Call::Remove,
                    InParent(kDllParent, "portable-remove-dll"))}};
 }

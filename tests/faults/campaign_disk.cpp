@@ -98,6 +98,12 @@ bool CampaignDisk::Copy(const Path& from, const Path& to) {
   return copied;
 }
 
+bool CampaignDisk::Flush(const Path& path) {
+  const bool flushed = FaultDisk::Flush(path);
+  asked_.back().answer = flushed;
+  return flushed;
+}
+
 int CampaignDisk::Move(const Path& from, const Path& to) {
   const int error = FaultDisk::Move(from, to);
   asked_.back().error = error;

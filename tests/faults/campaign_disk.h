@@ -2,6 +2,7 @@
 #pragma once
 
 #include <functional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -36,10 +37,11 @@ struct Asked {
   int error = 0;             // of Move
   bool keeps_entry = false;  // a failed step of a walk that still gives an entry
   bool at_end = false;       // a failed step of a walk that had nothing left to give
-  // Counted by the judge: which call of this kind with this name this is in its step, and whether
-  // the call before was the same.
+  // Counted by the judge: which call of this kind with this name this is in its step, whether the
+  // call before was the same, and the places of the old pieces that were seen before it.
   int nth = 0;
   bool repeated = false;
+  std::set<std::string> seen;
 };
 
 // A call that fails, and goes on failing, before the fault is counted: it sends the transaction
@@ -65,6 +67,7 @@ class CampaignDisk : public FaultDisk {
   std::optional<std::uint64_t> Size(const Path& path) override;
   bool CreateFolder(const Path& path) override;
   bool Copy(const Path& from, const Path& to) override;
+  bool Flush(const Path& path) override;
   int Move(const Path& from, const Path& to) override;
   std::unique_ptr<std::istream> OpenInput(const Path& path) override;
 

@@ -25,6 +25,7 @@ class Reader {
                           return earlier.call == asked.call && earlier.name == asked.name;
                         }));
     asked.repeated = previous != nullptr && SameCall(asked, *previous);
+    asked.seen = seen_;
     in_step_.push_back(asked);
 
     const Step& step = plan_.steps[step_];
@@ -66,11 +67,11 @@ class Reader {
     for (const Piece& piece : pieces_) {
       if (!Is(asked, Call::Status, piece.place) || asked.nth != 1) continue;
       ++looked_for_;
-      if (asked.answer) ++seen_;
+      if (asked.answer) seen_.insert(piece.place);
       if (asked.failed && !piece.old.empty()) reading_.unseen.insert(piece.place);
     }
     const bool all = looked_for_ == static_cast<int>(pieces_.size());
-    if (all && seen_ == 0 && plan_.when_none_is_seen) ruling_ = plan_.when_none_is_seen;
+    if (all && seen_.empty() && plan_.when_none_is_seen) ruling_ = plan_.when_none_is_seen;
   }
 
   // The last error of a move back that was given up; 0 when each worked.
@@ -94,7 +95,7 @@ class Reader {
   std::vector<Asked> in_step_;
   std::size_t step_ = 0;
   int looked_for_ = 0;
-  int seen_ = 0;
+  std::set<std::string> seen_;  // places of old pieces
 };
 
 const char* Name(Call call) {
@@ -115,6 +116,8 @@ const char* Name(Call call) {
       return "CreateFolder";
     case Call::Copy:
       return "Copy";
+    case Call::Flush:
+      return "Flush";
     case Call::Move:
       return "Move";
     case Call::Remove:

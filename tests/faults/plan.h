@@ -15,6 +15,9 @@ namespace k7k::test {
 // The detail that a run starts with: how one that nobody wrote looks at the end.
 inline constexpr auto kUntouched = L"(untouched)";
 
+// The step before the old copy is deleted.
+inline constexpr auto kDurability = "durability";
+
 struct Ending {
   int outcome = 0;
   std::wstring message = kUntouched;
@@ -73,7 +76,8 @@ std::optional<std::wstring> BundleCheckMessage(const Asked& asked, const std::st
 std::optional<std::wstring> StagingCopyMessage(const Asked& asked, const std::string& source,
                                                const std::string& staging);
 
-// Whether the creation of a folder and its missing ancestors fails on this answer.
+// Whether the creation of a folder and its missing ancestors fails on this answer, flushes that
+// belong to it included.
 bool FailsCreation(const Asked& asked);
 
 // Whether a step of a walk failed and still gave an entry.
@@ -89,6 +93,8 @@ Rule EndsOnUnresolved(const Ruling& ruling);
 Rule EndsOnMove(const std::string& from, const Ruling& ruling);
 // A guarded removal that does not remove all. A false "absent" is no failure: nothing can know.
 Rule EndsOnKept(const std::string& name, const Ruling& ruling);
+// A flush that fails.
+Rule EndsOnFlush(const Ruling& ruling);
 std::optional<Ruling> NeverEnds(const Asked& asked);
 
 }  // namespace k7k::test

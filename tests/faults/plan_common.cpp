@@ -72,7 +72,7 @@ bool FailsCreation(const Asked& asked) {
   if (asked.call == Call::Status) {
     return asked.status == FileStatus::Unreadable || (asked.name == "/" && !asked.answer);
   }
-  return asked.call == Call::CreateFolder && !asked.answer;
+  return (asked.call == Call::CreateFolder || asked.call == Call::Flush) && !asked.answer;
 }
 
 std::optional<std::wstring> StagingCopyMessage(const Asked& asked, const std::string& source,
@@ -124,6 +124,13 @@ Rule EndsOnKept(const std::string& folder, const Ruling& ruling) {
         Is(asked, Call::Status, folder) && asked.nth == 1 && asked.status == FileStatus::Unreadable;
     const bool not_removed = asked.call == Call::Remove && asked.failed;
     if (not_asked || not_removed) return ruling;
+    return std::nullopt;
+  };
+}
+
+Rule EndsOnFlush(const Ruling& ruling) {
+  return [=](const Asked& asked) -> std::optional<Ruling> {
+    if (asked.call == Call::Flush && !asked.answer) return ruling;
     return std::nullopt;
   };
 }

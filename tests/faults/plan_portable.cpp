@@ -178,6 +178,14 @@ std::optional<Ruling> CommitsData(const Asked& asked) {
               L"Portable OBS plugin verification failed and was rolled back");
 }
 
+// Both old pieces are kept, and the message tells of the last one.
+std::optional<Ruling> MakesPiecesDurable(const Asked& asked) {
+  if (asked.call != Call::Flush || asked.answer || asked.seen.empty()) return std::nullopt;
+  return Ends(InstallOutcome::Installed, asked.seen.contains(kData)
+                                             ? L"Portable plugin installed; data backup remains"
+                                             : L"Portable plugin installed; DLL backup remains");
+}
+
 Ruling InjectedPortable(const wchar_t* undone, const wchar_t* not_undone) {
   Ruling ruling = Ends(InstallOutcome::InjectedFailureRolledBack, undone);
   ruling.unless_restored = {static_cast<int>(InstallOutcome::Failed), not_undone};
@@ -213,6 +221,7 @@ Plan PortableInstallPlan(InjectedFailure injected) {
   const Ruling data_remains =
       Ends(InstallOutcome::Installed, L"Portable plugin installed; data backup remains");
   Append(plan.steps, {{"data commit", StartsAt(Call::Move, kDataStaging), CommitsData},
+                      {kDurability, StartsAt(Call::Flush, kDllParent), MakesPiecesDurable},
                       {"DLL clean-up", StartsAt(Call::Status, kDllBackup),
                        EndsOnKept(kDllBackup, dll_remains), true},
                       {"data clean-up", StartsAt(Call::Status, kDataBackup),
@@ -231,11 +240,19 @@ std::optional<Ruling> RemovalLooksAtData(const Asked& asked) {
   return std::nullopt;
 }
 
+Ruling Detached() {
+  return Ends(RemovalOutcome::Failed,
+              L"Portable plugin was detached, but a private backup remains");
+}
+
 std::optional<Ruling> DeletesPortable(const Asked& asked) {
-  const Ruling detached =
-      Ends(RemovalOutcome::Failed, L"Portable plugin was detached, but a private backup remains");
+  const Ruling detached = Detached();
   const auto dll = EndsOnKept(kDllRemoval, detached)(asked);
   return dll ? dll : EndsOnKept(kDataRemoval, detached)(asked);
+}
+
+bool DurabilityStarts(const Asked& asked, const Asked*) {
+  return Is(asked, Call::Flush, kDllParent) || Is(asked, Call::Flush, kDataParent);
 }
 
 bool DeletionStarts(const Asked& asked, const Asked*) {
@@ -268,6 +285,7 @@ Plan PortableRemovalPlan(InjectedFailure injected) {
         static_cast<int>(RemovalOutcome::Failed),
         L"Injected portable removal failure could not restore targets"};
   } else {
+    plan.steps.push_back({kDurability, DurabilityStarts, EndsOnFlush(Detached())});
     plan.steps.push_back({"deletion", DeletionStarts, DeletesPortable});
     plan.otherwise = Ends(RemovalOutcome::Removed);
   }

@@ -26,11 +26,15 @@ std::optional<Ruling> Stages(const Asked& asked) {
   return Ends(InstallOutcome::RolledBack, *message);
 }
 
-// The staging folder is asked about during the copy as well, but never straight after a step of the
-// walk over the payload.
+// The staging folder is asked about during the copy as well, but never straight after a flush.
 bool StagedCheckStarts(const Asked& asked, const Asked* previous) {
-  return Is(asked, Call::Status, kStaging) && previous != nullptr &&
-         (previous->call == Call::WalkAdvance || previous->call == Call::WalkOpen);
+  return Is(asked, Call::Status, kStaging) && previous != nullptr && previous->call == Call::Flush;
+}
+
+// Without an old copy there is none to keep, and nothing to tell.
+std::optional<Ruling> MakesSwapDurable(const Asked& asked) {
+  if (asked.call != Call::Flush || asked.answer || asked.seen.empty()) return std::nullopt;
+  return Ends(InstallOutcome::Installed, L"Plugin was installed, but its private backup remains");
 }
 
 std::optional<Ruling> ChecksInstalled(const Asked& asked) {
@@ -77,6 +81,7 @@ Plan InstallPlan(InjectedFailure injected) {
        EndsOnMove(kStaging, Ends(InstallOutcome::RolledBack,
                                  L"Plugin replacement failed and was rolled back"))});
   plan.steps.push_back({"installed check", StartsAt(Call::Status, kPluginFolder), ChecksInstalled});
+  plan.steps.push_back({kDurability, StartsAt(Call::Flush, kPluginParent), MakesSwapDurable});
   plan.steps.push_back(
       {"commit", StartsAt(Call::Status, kBackup),
        EndsOnKept(kBackup, Ends(InstallOutcome::Installed,
@@ -146,6 +151,8 @@ Plan RemovalPlan(InjectedFailure injected) {
   Ruling not_deleted = Ends(RemovalOutcome::Failed, L"Plugin removal failed and was rolled back");
   not_deleted.unless_restored = {failed,
                                  L"Plugin removal failed and its backup could not be restored"};
+  plan.steps.push_back(
+      {kDurability, StartsAt(Call::Flush, kPluginParent), EndsOnFlush(not_deleted)});
   plan.steps.push_back({"deletion", StartsAt(Call::Status, kRemovalBackup),
                         EndsOnKept(kRemovalBackup, not_deleted)});
   plan.otherwise = Ends(RemovalOutcome::Removed);

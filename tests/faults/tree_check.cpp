@@ -115,7 +115,8 @@ class TreeCheck {
     if (backup.empty()) return;
     // The message tells of a backup that could not be deleted; that it does is judged with the
     // ending. One that was answered to be absent is left without a word: nothing can know.
-    if (!RemovalFailed(piece.backup) || backup != WithoutRemoved(piece.old, piece.backup)) {
+    const bool kept = reading_.step == kDurability || RemovalFailed(piece.backup);
+    if (!kept || backup != WithoutRemoved(piece.old, piece.backup)) {
       Wrong("a backup is left: " + NamesOf(backup));
     }
   }
@@ -183,7 +184,8 @@ class TreeCheck {
     const bool at_place = place == left && backup.empty();
     // A portable removal puts nothing back, but it tries to delete the other piece as well.
     const bool stays_detached =
-        deleting && sandbox_.pieces().size() == 2 && RemovalFailed(piece.removal);
+        sandbox_.pieces().size() == 2 &&
+        (reading_.step == kDurability || (deleting && RemovalFailed(piece.removal)));
     const bool at_backup = backup == left && place.empty() &&
                            (stays_detached || GaveUpMove(run_.asked, piece.removal, piece.place));
     if (!at_place && !at_backup) {

@@ -85,6 +85,7 @@ std::unique_ptr<TreeWalk> MemoryDisk::Walk(const Path&) {
 
 bool MemoryDisk::CreateFolder(const Path&) { return Refuse(); }
 bool MemoryDisk::Copy(const Path&, const Path&) { return Refuse(); }
+bool MemoryDisk::Flush(const Path&) { return Refuse(); }
 int MemoryDisk::Move(const Path&, const Path&) { return Refuse() ? 0 : AccessDeniedCode(); }
 bool MemoryDisk::RemoveAll(const Path&) { return Refuse(); }
 

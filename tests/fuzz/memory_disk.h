@@ -31,6 +31,7 @@ class MemoryDisk : public Disk {
   std::unique_ptr<TreeWalk> Walk(const Path& root) override;  // lists nothing
   bool CreateFolder(const Path& path) override;
   bool Copy(const Path& from, const Path& to) override;
+  bool Flush(const Path& path) override;
   int Move(const Path& from, const Path& to) override;
   bool RemoveAll(const Path& path) override;
   std::unique_ptr<std::istream> OpenInput(const Path& path) override;

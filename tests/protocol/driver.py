@@ -8,31 +8,41 @@ import re
 from platforms import REPOSITORY
 
 PAGE = (REPOSITORY / "docs" / "driving.md").read_text(encoding="utf-8")
-RETRIES = 3
+TRIES = 3
 
 
-def outcomes_of_page():
-    """The outcome of each command and exit code; of several answers with one code the first."""
-    outcomes = {}
+def table_of_page():
+    """The answers of each command and exit code: states, outcome, whether trying again helps."""
+    answers = {}
     for line in PAGE.splitlines():
         cells = [cell.strip() for cell in line.split("|")[1:-1]]
         if len(cells) == 6 and re.fullmatch(r"`--[a-z-]+`", cells[0]):
             first, _, last = cells[1].partition(" to ")
             for code in range(int(first), int(last or first) + 1):
-                outcomes.setdefault((cells[0].strip("`"), code), cells[4])
-    return outcomes
+                states = re.findall(r"`state=([a-z-]+)`", cells[2])
+                answers.setdefault((cells[0].strip("`"), code), []).append(
+                    (states, cells[4], cells[5]))
+    return answers
 
 
-OUTCOMES = outcomes_of_page()
+TABLE = table_of_page()
 
 
 class Answer:
     def __init__(self, command, code, out, err):
-        self.outcome = "usage" if code == 64 else OUTCOMES.get((command, code), "failed")
         self.code = code
         self.out, self.err = self._values(out), self._values(err)
         self.state = {**self.out, **self.err}.get("state")
         self.detail = self.err.get("detail")
+        self.outcome, self.retry = self._meaning(command)
+
+    def _meaning(self, command):
+        if self.code == 64:
+            return "usage", "no"
+        for states, outcome, retry in TABLE.get((command, self.code), []):
+            if self.state in (states or [None]):
+                return outcome, retry
+        return "failed", "may help"  # a crash
 
     @staticmethod
     def _values(stream):
@@ -44,7 +54,7 @@ class Driver:
     def __init__(self, start, pause, target, *root):
         """start runs the program with arguments; target is standard, or portable with its root.
 
-        pause is called before each retry.
+        pause is called before each try but the first.
         """
         self._start = start
         self._pause = pause
@@ -65,19 +75,32 @@ class Driver:
         """Whether the plugin is installed at the end."""
         if self.run("--status-bundled").code != 0:
             return False
-        while True:
+        for tries_left in reversed(range(TRIES + 1)):
             status = self.of_target("status")
             if status.code != 0 or status.state == "installed-valid":
                 return status.code == 0
-            if not self._insist("install"):
+            if tries_left == 0 or not self._try_worked_or_may("install", tries_left):
                 return False
+        return False
 
     def remove(self):
-        return self._insist("remove")
+        """Whether the plugin is absent at the end."""
+        for tries_left in reversed(range(TRIES)):
+            answer = self.of_target("remove")
+            if answer.code == 0:
+                if self.of_target("status").state == "not-installed":
+                    return True
+            elif answer.retry != "may help":
+                return False
+            if tries_left:
+                self._pause()
+        return False
 
-    def _insist(self, verb):
-        for _ in range(RETRIES):
-            if self.of_target(verb).code == 0:
-                return True
-            self._pause()
-        return self.of_target(verb).code == 0
+    def _try_worked_or_may(self, verb, tries_left):
+        answer = self.of_target(verb)
+        if answer.code == 0:
+            return True
+        if answer.retry != "may help" or tries_left == 1:
+            return False
+        self._pause()
+        return True

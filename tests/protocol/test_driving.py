@@ -8,7 +8,7 @@ import time
 
 import pytest
 
-from driver import OUTCOMES, PAGE, RETRIES, Answer, Driver
+from driver import PAGE, TABLE, TRIES, Answer, Driver
 from payload import LIBRARY, MANIFEST, VERSION, manifest_of, payload, write_files
 from sandbox import OBS_DLL
 from situations import denied, unreadable
@@ -138,7 +138,7 @@ def test_failure_that_lasts_is_given_up_and_one_that_passes_is_mended(box, progr
         held.enter_context(unreadable(box.bundle / "data/extra.txt", programs))
         driver = driver_of(box, target)
         assert not driver.install()
-        assert driver.commands.count(f"--install-{target}") == 1 + RETRIES
+        assert driver.commands.count(f"--install-{target}") == TRIES
         assert driver.of_target("install").outcome == "failed"
         driver = driver_of(box, target, pause=held.close)
         assert driver.install()
@@ -249,9 +249,9 @@ def test_longest_wait_is_that_of_the_page(box, programs, tmp_path, command, patt
 
 
 def test_table_of_the_page_has_every_command_and_self_test_number():
-    words = {command for command, _ in OUTCOMES}
+    words = {command for command, _ in TABLE}
     assert len(words) == 9
-    assert {code for command, code in OUTCOMES if command == "--self-test"} == set(range(26))
+    assert {code for command, code in TABLE if command == "--self-test"} == set(range(26))
 
 
 def test_private_name_of_an_ended_run_stays_and_harms_nothing(box):

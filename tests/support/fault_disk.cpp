@@ -95,6 +95,10 @@ bool FaultDisk::Copy(const Path& from, const Path& to) {
   return !Fails(Call::Copy, from, to) && real_.Copy(from, to);
 }
 
+bool FaultDisk::Flush(const Path& path) {
+  return !Fails(Call::Flush, path) && real_.Status(path) != FileStatus::Absent;
+}
+
 int FaultDisk::Move(const Path& from, const Path& to) {
   return Fails(Call::Move, from, to) ? move_error : real_.Move(from, to);
 }

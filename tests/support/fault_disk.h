@@ -18,6 +18,7 @@ enum class Call {
   WalkAdvance,  // a failed one ends the walk
   CreateFolder,
   Copy,
+  Flush,
   Move,
   Remove,  // one for each entry of a removed tree, deepest first
   OpenInput,
@@ -33,7 +34,8 @@ struct DiskCall {
 };
 
 // Hands each call to the real disk unless `fails` says that it fails; a failed call changes nothing
-// on disk. Counts the pauses instead of spending them. Lives as the CurrentDisk of the test.
+// on disk. Counts the pauses and the flushes instead of spending their time. Lives as the
+// CurrentDisk of the test.
 class FaultDisk : public Disk {
  public:
   FaultDisk() : override_(*this) {}
@@ -56,6 +58,7 @@ class FaultDisk : public Disk {
   std::unique_ptr<TreeWalk> Walk(const Path& root) override;
   bool CreateFolder(const Path& path) override;
   bool Copy(const Path& from, const Path& to) override;
+  bool Flush(const Path& path) override;
   int Move(const Path& from, const Path& to) override;
   bool RemoveAll(const Path& path) override;
   std::unique_ptr<std::istream> OpenInput(const Path& path) override;

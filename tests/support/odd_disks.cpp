@@ -116,6 +116,8 @@ bool RedirectedDisk::Copy(const Path& from, const Path& to) {
   return FaultDisk::Copy(There(from), There(to));
 }
 
+bool RedirectedDisk::Flush(const Path& path) { return FaultDisk::Flush(There(path)); }
+
 int RedirectedDisk::Move(const Path& from, const Path& to) {
   return FaultDisk::Move(There(from), There(to));
 }
