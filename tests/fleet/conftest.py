@@ -4,8 +4,8 @@
     /usr/bin/python3 -B -m pytest tests/fleet --platform=wine
 
 On the host the package holds the program under test, under Wine it is the one of scripts/package.
-K7K_CAMPAIGN=full makes a fleet of 40 hosts and runs every step; else it has a host of each kind that
-matters most, and no second removal.
+K7K_CAMPAIGN=full makes a fleet of 40 hosts and runs every step; else it has a host of each kind
+that matters most, and no second removal.
 """
 
 import os
@@ -104,19 +104,17 @@ def pytest_terminal_summary(terminalreporter, config):
     steps = config.stash.get(FIGURES, None)
     if steps is None:
         return
-    rows = [(name, step.run) for name, step in steps.items()]
     terminalreporter.write_line("")
-    for name, run in rows:
-        terminalreporter.write_line(f"fleet, {name}: {figures(run)}")
+    for name, step in steps.items():
+        run = step.run
+        changed = sum(map(bool, run.changed.values()))
+        terminalreporter.write_line(
+            f"fleet, {name}: hosts={len(run.changed)} changed={changed} failed={len(run.failed)} "
+            f"seconds={run.seconds} cpu_seconds={run.cpu_seconds}")
+    runs = [step.run for step in steps.values()]
     terminalreporter.write_line(
-        f"fleet: runs={len(rows)} hosts={len(rows[0][1].changed)} "
-        f"seconds={sum(round(run.seconds) for _, run in rows)}")
-
-
-def figures(run):
-    changed = sum(bool(count) for count in run.changed.values())
-    return (f"hosts={len(run.changed)} changed={changed} failed={len(run.failed)} "
-            f"seconds={run.seconds:.0f}")
+        f"fleet: hosts={len(runs[0].changed)} runs={len(runs)} "
+        f"seconds={sum(run.seconds for run in runs)}")
 
 
 def pytest_generate_tests(metafunc):

@@ -4,6 +4,7 @@ import contextlib
 import json
 import os
 import re
+import resource
 import subprocess
 import time
 from dataclasses import dataclass
@@ -43,7 +44,7 @@ class HostPlace:
 
 
 class WinePlace:
-    """Windows programs, and for each host a Wine of its own, which sees no process of another."""
+    """Windows programs, in Wines that see no process of one another."""
 
     def __init__(self, work):
         self._work = work
@@ -54,10 +55,15 @@ class WinePlace:
         self._obs = []
 
     def launcher(self, host):
-        wine = platforms.Wine(self._template, self._work / f"wine-{host.name}")
+        # Hosts whose target is no place of Wine's can share one.
+        name = "portable" if host.portable else host.name
+        if name not in self._wines:
+            self._wines[name] = platforms.Wine(self._template, self._work / f"wine-{name}")
+        wine = self._wines[name]
         wine.environment(host.data)
-        self._wines[host.name] = wine
-        return ["env", f"WINEPREFIX={wine.prefix}", *wine.start_command("")[:-1]]
+        # Wine finds a running server by the temporary folder, too.
+        return ["env", f"TMPDIR={os.environ.get('TMPDIR', '/tmp')}", f"WINEPREFIX={wine.prefix}",
+                *wine.start_command("")[:-1]]
 
     def native(self, path):
         return "Z:" + str(path).replace("/", "\\")
@@ -93,7 +99,8 @@ class Run:
     failed: set  # hosts
     summary: dict  # for each host that the summary names its text
     counts: dict  # for each text the number of hosts
-    seconds: float
+    seconds: int
+    cpu_seconds: int  # of Ansible, its modules and the programs
     output: str
 
 
@@ -117,12 +124,12 @@ class Fleet:
         self.hosts = [Host(self, f"pc{number:02}-{kind.name}", kind)
                       for number, kind in enumerate(kinds, 1)]
         self.inventory = work / "inventory.yml"
-        self.write_inventory()
+        self._write_inventory()
 
-    def write_inventory(self, **variables):
-        variables = {"ansible_connection": "local",
-                     "ansible_python_interpreter": "/usr/bin/python3", "k7k_package": str(self._package), "k7k_retries": 2, "k7k_delay": 1,
-                     **variables}
+    def _write_inventory(self):
+        variables = {"ansible_connection": "local", "k7k_retries": 2, "k7k_delay": 1,
+                     "ansible_python_interpreter": "/usr/bin/python3",
+                     "k7k_package": str(self._package)}
         hosts = {host.name: host.variables for host in self.hosts}
         # JSON is YAML.
         self.inventory.write_text(json.dumps({"obs": {"vars": variables, "hosts": hosts}}))
@@ -131,20 +138,26 @@ class Fleet:
         return {host.name: host.tree() for host in self.hosts}
 
     def run(self, *arguments, playbook=SITE, inventory=None):
-        begin = time.monotonic()
+        begin, cpu_begin = time.monotonic(), self._cpu_seconds()
         done = subprocess.run(
             ["/usr/bin/ansible-playbook", "-i", str(inventory or self.inventory), str(playbook),
              *arguments],
             env=self._environment(), cwd=self._work, stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=1800, check=False)
-        seconds = time.monotonic() - begin
+        seconds = round(time.monotonic() - begin)
+        cpu_seconds = round(self._cpu_seconds() - cpu_begin)
         with open(self._work / "ansible.log", "a", encoding="utf-8") as log:
             log.write(done.stdout)
         recap = RECAP.findall(done.stdout)
         counts, named = self._summary(done.stdout)
         return Run(done.returncode, {host: int(changed) for host, changed, _ in recap},
                    {host for host, _, failed in recap if failed != "0"}, named, counts, seconds,
-                   done.stdout)
+                   cpu_seconds, done.stdout)
+
+    @staticmethod
+    def _cpu_seconds():
+        used = resource.getrusage(resource.RUSAGE_CHILDREN)
+        return used.ru_utime + used.ru_stime
 
     @staticmethod
     def _summary(output):
@@ -161,7 +174,8 @@ class Fleet:
     def _environment(self):
         kept = {name: value for name, value in os.environ.items()
                 if not name.startswith(("ANSIBLE_", "LC_", "LANG"))}
+        collections = Path(__file__).parent / "collections"
         return {**kept, "HOME": str(self._work / "home"), "TMPDIR": str(self.temporary),
-                "LC_ALL": "C.UTF-8", "PYTHONDONTWRITEBYTECODE": "1", "ANSIBLE_CONFIG": str(self._config),
-                "ANSIBLE_NOCOLOR": "1", "ANSIBLE_PIPELINING": "1", "ANSIBLE_FORKS": "4",
-                "ANSIBLE_COLLECTIONS_PATH": str(Path(__file__).parent / "collections")}
+                "LC_ALL": "C.UTF-8", "PYTHONDONTWRITEBYTECODE": "1", "ANSIBLE_NOCOLOR": "1",
+                "ANSIBLE_CONFIG": str(self._config), "ANSIBLE_COLLECTIONS_PATH": str(collections),
+                "ANSIBLE_PIPELINING": "1", "ANSIBLE_FORKS": "4"}

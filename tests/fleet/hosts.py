@@ -20,8 +20,7 @@ RUNS = ("check", "present", "present again", "absent", "absent again")
 VALID = "done, installed-valid"
 ABSENT = "done, not-installed"
 NEW = "would-change, not-installed"
-DAMAGED = ("would-change, installed-invalid, "
-           "Installed OBS plugin files differ from the bundled connector")
+DAMAGED = "would-change, installed-invalid, Bundle file hash does not match manifest"
 DAMAGED_PORTABLE = ("would-change, installed-invalid, Portable OBS plugin files are incomplete or "
                     "differ from the bundled connector")
 BUSY = "busy, obs-running"
@@ -54,8 +53,8 @@ class Host:
         self.obs = self.root / "obs"
         for folder in (self.base, self.data):
             folder.mkdir(parents=True)
-        self.variables = {"k7k_base": str(self.base), "k7k_launcher": self.place.launcher(self)}
         self.portable = "portable" in kind.name
+        self.variables = {"k7k_base": str(self.base), "k7k_launcher": self.place.launcher(self)}
         if self.portable:
             self.variables["k7k_obs_root"] = self.place.native(self.obs)
             payload.write_files(self.obs, {"bin/64bit/obs64.exe": b"fake-obs"})
@@ -94,9 +93,10 @@ class Host:
             return below(tree, PLUGINS) == {PLUGINS: FOLDER,
                                             **moved(layout, BUNDLE, f"{PLUGINS}/k7k-obs-audio")}
         library, data = "obs/obs-plugins/64bit", "obs/data/obs-plugins"
-        return ({**below(tree, library), **below(tree, data)} == {
-            library: FOLDER, data: FOLDER, **moved(layout, f"{BUNDLE}/data", f"{data}/k7k-obs-audio"),
-            **moved(layout, f"{BUNDLE}/{payload.LIBRARY}", f"{library}/k7k-obs-audio.dll")})
+        return {**below(tree, library), **below(tree, data)} == {
+            library: FOLDER, data: FOLDER,
+            **moved(layout, f"{BUNDLE}/{payload.LIBRARY}", f"{library}/k7k-obs-audio.dll"),
+            **moved(layout, f"{BUNDLE}/data", f"{data}/k7k-obs-audio")}
 
 
 def clean(tree):

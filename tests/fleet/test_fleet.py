@@ -4,6 +4,7 @@ import pytest
 
 from hosts import ABSENT, VALID, clean
 
+
 def test_summary_tells_the_state_of_each_host(fleet, steps, name):
     run = steps[name].run
     expected = {}
