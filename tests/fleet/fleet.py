@@ -23,6 +23,8 @@ RECAP = re.compile(r"^(\S+)\s+: ok=\d+\s+changed=(\d+)\s+unreachable=\d+\s+faile
 class HostPlace:
     """Programs of Linux. OBS is played, since a process of its name would be seen by every host."""
 
+    has_windows_tasks = False
+
     def __init__(self, work):
         self._work = work
 
@@ -44,7 +46,13 @@ class HostPlace:
 
 
 class WinePlace:
-    """Windows programs, in Wines that see no process of one another."""
+    """Windows programs, in Wines that see no process of one another.
+
+    Half of the hosts get the tasks for Windows; the folder "collections" has stand-ins for their
+    modules, which need Windows.
+    """
+
+    has_windows_tasks = True
 
     def __init__(self, work):
         self._work = work
@@ -121,7 +129,8 @@ class Fleet:
             kinds += MORE_KINDS
             usual = [kind for kind in kinds if kind.ends_well]
             kinds += [usual[number % len(usual)] for number in range(size - len(kinds))]
-        self.hosts = [Host(self, f"pc{number:02}-{kind.name}", kind)
+        self.hosts = [Host(self, f"pc{number:02}-{kind.name}", kind,
+                           place.has_windows_tasks and number % 2 == 0)
                       for number, kind in enumerate(kinds, 1)]
         self.inventory = work / "inventory.yml"
         self._write_inventory()

@@ -41,7 +41,7 @@ def always(text, changes):
 
 
 class Host:
-    def __init__(self, fleet, name, kind):
+    def __init__(self, fleet, name, kind, windows_tasks):
         self.name = name
         self.kind = kind
         self.place = fleet.place
@@ -55,6 +55,8 @@ class Host:
             folder.mkdir(parents=True)
         self.portable = "portable" in kind.name
         self.variables = {"k7k_base": str(self.base), "k7k_launcher": self.place.launcher(self)}
+        if windows_tasks:
+            self.variables.update(k7k_system="windows", k7k_base=self.place.native(self.base))
         if self.portable:
             self.variables["k7k_obs_root"] = self.place.native(self.obs)
             payload.write_files(self.obs, {"bin/64bit/obs64.exe": b"fake-obs"})
