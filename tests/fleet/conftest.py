@@ -19,7 +19,7 @@ import pytest
 pytest.register_assert_rewrite("packages")
 
 from fleet import Fleet, HostPlace, WinePlace
-from hosts import EACH_KIND, RUNS
+from hosts import CLEAN_PORTABLE, EACH_KIND, RUNS, kinds_of_fleet
 from packages import PROGRAM, compile_library, made_package, unpack, write_plugin
 from platforms import REPOSITORY
 from sandbox import BUNDLE, ObsGate
@@ -65,17 +65,33 @@ def package(request, work):
 
 
 @pytest.fixture(scope="session")
-def fleet(request, work, package):
+def place(request, work):
     on_wine = request.config.getoption("platform") == "wine"
     place = (WinePlace if on_wine else HostPlace)(work)
-    size = 40 if FULL else len(EACH_KIND)
     gate = ObsGate(REPOSITORY / "build" / "obs-process.lock")
-    # Under Wine processes named obs64.exe run all the time.
+    # Under Wine a process named obs64.exe runs all the time.
     with gate.obs() if on_wine else gate.no_obs():
         try:
-            yield Fleet(place, *package, work, size)
+            yield place
         finally:
             place.close()
+
+
+@pytest.fixture(scope="session")
+def fleet(place, package, work):
+    return Fleet(place, *package, work, kinds_of_fleet(40) if FULL else EACH_KIND)
+
+
+@pytest.fixture
+def copied_package(package, tmp_path):
+    """A copy of the package's folder, to be damaged."""
+    return shutil.copytree(package[0], tmp_path / "package")
+
+
+@pytest.fixture
+def small_fleet(place, package, copied_package, tmp_path):
+    """One host, without package and plugin, that gets the copied package."""
+    return Fleet(place, copied_package, package[1], tmp_path, [CLEAN_PORTABLE])
 
 
 @dataclass(frozen=True)

@@ -11,7 +11,7 @@ from dataclasses import dataclass
 from pathlib import Path
 
 import platforms
-from hosts import EACH_KIND, MORE_KINDS, PROGRAMS, Host
+from hosts import PROGRAMS, Host
 from platforms import REPOSITORY
 from programs import Programs
 
@@ -113,7 +113,8 @@ class Run:
 
 
 class Fleet:
-    def __init__(self, place, package, layout, work, size):
+    def __init__(self, place, package, layout, work, kinds):
+        """Makes a host of each of these kinds; layout holds what the package's ZIP does."""
         self.place = place
         self.layout = layout
         self.folder = work / "hosts"
@@ -124,15 +125,10 @@ class Fleet:
         self.temporary = work / "tmp"
         self._config = work / "ansible.cfg"
         self._config.touch()
-        kinds = [*EACH_KIND]
-        if size > len(kinds):
-            kinds += MORE_KINDS
-            usual = [kind for kind in kinds if kind.ends_well]
-            kinds += [usual[number % len(usual)] for number in range(size - len(kinds))]
         self.hosts = [Host(self, f"pc{number:02}-{kind.name}", kind,
                            place.has_windows_tasks and number % 2 == 0)
                       for number, kind in enumerate(kinds, 1)]
-        self.inventory = work / "inventory.yml"
+        self._inventory = work / "inventory.yml"
         self._write_inventory()
 
     def _write_inventory(self):
@@ -141,16 +137,15 @@ class Fleet:
                      "k7k_package": str(self._package)}
         hosts = {host.name: host.variables for host in self.hosts}
         # JSON is YAML.
-        self.inventory.write_text(json.dumps({"obs": {"vars": variables, "hosts": hosts}}))
+        self._inventory.write_text(json.dumps({"obs": {"vars": variables, "hosts": hosts}}))
 
     def trees(self):
         return {host.name: host.tree() for host in self.hosts}
 
-    def run(self, *arguments, playbook=SITE, inventory=None):
+    def run(self, *arguments):
         begin, cpu_begin = time.monotonic(), self._cpu_seconds()
         done = subprocess.run(
-            ["/usr/bin/ansible-playbook", "-i", str(inventory or self.inventory), str(playbook),
-             *arguments],
+            ["/usr/bin/ansible-playbook", "-i", str(self._inventory), str(SITE), *arguments],
             env=self._environment(), cwd=self._work, stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=1800, check=False)
         seconds = round(time.monotonic() - begin)

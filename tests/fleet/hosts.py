@@ -175,6 +175,8 @@ class Kind:
 
 PACKAGE_COMES = {"check", "present"}
 
+CLEAN_PORTABLE = Kind("clean-portable", nothing, INSTALLS)
+
 # The first three make one batch in which no host ends well.
 EACH_KIND = (
     Kind("obs-runs", obs_runs, ((DAMAGED, BUSY, BUSY, BUSY, BUSY), {"check"})),
@@ -192,5 +194,12 @@ MORE_KINDS = (
     Kind("damaged-package", damaged_package, MENDS_PACKAGE),
     Kind("installed", installed, STAYS),
     Kind("installed-portable", installed, STAYS),
-    Kind("clean-portable", nothing, INSTALLS),
+    CLEAN_PORTABLE,
 )
+
+
+def kinds_of_fleet(size):
+    """So many kinds, each at least once, and most of them of those that end well."""
+    kinds = [*EACH_KIND, *MORE_KINDS]
+    usual = [kind for kind in kinds if kind.ends_well]
+    return kinds + [usual[number % len(usual)] for number in range(size - len(kinds))]
