@@ -8,6 +8,7 @@ K7K_CAMPAIGN=full makes a fleet of 40 hosts and runs every step; else it has a h
 that matters most, and no second removal.
 """
 
+import collections
 import os
 import shutil
 import subprocess
@@ -120,17 +121,20 @@ def pytest_terminal_summary(terminalreporter, config):
     steps = config.stash.get(FIGURES, None)
     if steps is None:
         return
-    terminalreporter.write_line("")
+    sums = collections.Counter()
     for name, step in steps.items():
         run = step.run
-        changed = sum(map(bool, run.changed.values()))
-        terminalreporter.write_line(
-            f"fleet, {name}: hosts={len(run.changed)} changed={changed} failed={len(run.failed)} "
-            f"seconds={run.seconds} cpu_seconds={run.cpu_seconds}")
-    runs = [step.run for step in steps.values()]
-    terminalreporter.write_line(
-        f"fleet: hosts={len(runs[0].changed)} runs={len(runs)} "
-        f"seconds={sum(run.seconds for run in runs)}")
+        figures = {"runs": 1, "changed": sum(map(bool, run.changed.values())),
+                   "failed": len(run.failed), "wall": run.seconds,
+                   "cpu": run.cpu_seconds}
+        sums.update(figures)
+        terminalreporter.write_line(f"fleet, {name}: {text_of(figures)}")
+    hosts = len(next(iter(steps.values())).run.changed)
+    terminalreporter.write_line(f"fleet: hosts={hosts} {text_of(sums)}")
+
+
+def text_of(figures):
+    return " ".join(f"{name}={number}" for name, number in figures.items())
 
 
 def pytest_generate_tests(metafunc):

@@ -146,7 +146,7 @@ class Fleet:
         begin, cpu_begin = time.monotonic(), self._cpu_seconds()
         done = subprocess.run(
             ["/usr/bin/ansible-playbook", "-i", str(self._inventory), str(SITE), *arguments],
-            env=self._environment(), cwd=self._work, stdin=subprocess.DEVNULL,
+            env=self.environment(), cwd=self._work, stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=1800, check=False)
         seconds = round(time.monotonic() - begin)
         cpu_seconds = round(self._cpu_seconds() - cpu_begin)
@@ -175,7 +175,7 @@ class Fleet:
             named.update({name: text for name in names.split()} if text != rest else {})
         return counts, named
 
-    def _environment(self):
+    def environment(self):
         kept = {name: value for name, value in os.environ.items()
                 if not name.startswith(("ANSIBLE_", "LC_", "LANG"))}
         collections = Path(__file__).parent / "collections"
