@@ -8,6 +8,7 @@ K7K_CAMPAIGN=full makes a fleet of 40 hosts and runs every step; else it has a h
 that matters most, and no second removal.
 """
 
+import collections
 import os
 import shutil
 import subprocess
@@ -19,7 +20,7 @@ import pytest
 pytest.register_assert_rewrite("packages")
 
 from fleet import Fleet, HostPlace, WinePlace
-from hosts import EACH_KIND, RUNS
+from hosts import CLEAN_PORTABLE, EACH_KIND, RUNS, kinds_of_fleet
 from packages import PROGRAM, compile_library, made_package, unpack, write_plugin
 from platforms import REPOSITORY
 from sandbox import BUNDLE, ObsGate
@@ -65,17 +66,33 @@ def package(request, work):
 
 
 @pytest.fixture(scope="session")
-def fleet(request, work, package):
+def place(request, work):
     on_wine = request.config.getoption("platform") == "wine"
     place = (WinePlace if on_wine else HostPlace)(work)
-    size = 40 if FULL else len(EACH_KIND)
     gate = ObsGate(REPOSITORY / "build" / "obs-process.lock")
-    # Under Wine processes named obs64.exe run all the time.
+    # Under Wine a process named obs64.exe runs all the time.
     with gate.obs() if on_wine else gate.no_obs():
         try:
-            yield Fleet(place, *package, work, size)
+            yield place
         finally:
             place.close()
+
+
+@pytest.fixture(scope="session")
+def fleet(place, package, work):
+    return Fleet(place, *package, work, kinds_of_fleet(40) if FULL else EACH_KIND)
+
+
+@pytest.fixture
+def copied_package(package, tmp_path):
+    """A copy of the package's folder, to be damaged."""
+    return shutil.copytree(package[0], tmp_path / "package")
+
+
+@pytest.fixture
+def small_fleet(place, package, copied_package, tmp_path):
+    """One host, without package and plugin, that gets the copied package."""
+    return Fleet(place, copied_package, package[1], tmp_path, [CLEAN_PORTABLE])
 
 
 @dataclass(frozen=True)
@@ -104,17 +121,20 @@ def pytest_terminal_summary(terminalreporter, config):
     steps = config.stash.get(FIGURES, None)
     if steps is None:
         return
-    terminalreporter.write_line("")
+    sums = collections.Counter()
     for name, step in steps.items():
         run = step.run
-        changed = sum(map(bool, run.changed.values()))
-        terminalreporter.write_line(
-            f"fleet, {name}: hosts={len(run.changed)} changed={changed} failed={len(run.failed)} "
-            f"seconds={run.seconds} cpu_seconds={run.cpu_seconds}")
-    runs = [step.run for step in steps.values()]
-    terminalreporter.write_line(
-        f"fleet: hosts={len(runs[0].changed)} runs={len(runs)} "
-        f"seconds={sum(run.seconds for run in runs)}")
+        figures = {"runs": 1, "changed": sum(map(bool, run.changed.values())),
+                   "failed": len(run.failed), "wall": run.seconds,
+                   "cpu": run.cpu_seconds}
+        sums.update(figures)
+        terminalreporter.write_line(f"fleet, {name}: {text_of(figures)}")
+    hosts = len(next(iter(steps.values())).run.changed)
+    terminalreporter.write_line(f"fleet: hosts={hosts} {text_of(sums)}")
+
+
+def text_of(figures):
+    return " ".join(f"{name}={number}" for name, number in figures.items())
 
 
 def pytest_generate_tests(metafunc):

@@ -11,7 +11,7 @@ from dataclasses import dataclass
 from pathlib import Path
 
 import platforms
-from hosts import EACH_KIND, MORE_KINDS, PROGRAMS, Host
+from hosts import PROGRAMS, Host
 from platforms import REPOSITORY
 from programs import Programs
 
@@ -22,6 +22,8 @@ RECAP = re.compile(r"^(\S+)\s+: ok=\d+\s+changed=(\d+)\s+unreachable=\d+\s+faile
 
 class HostPlace:
     """Programs of Linux. OBS is played, since a process of its name would be seen by every host."""
+
+    has_windows_tasks = False
 
     def __init__(self, work):
         self._work = work
@@ -44,7 +46,13 @@ class HostPlace:
 
 
 class WinePlace:
-    """Windows programs, in Wines that see no process of one another."""
+    """Windows programs, in Wines that see no process of one another.
+
+    Half of the hosts get the tasks for Windows; the folder "collections" has stand-ins for their
+    modules, which need Windows.
+    """
+
+    has_windows_tasks = True
 
     def __init__(self, work):
         self._work = work
@@ -105,7 +113,8 @@ class Run:
 
 
 class Fleet:
-    def __init__(self, place, package, layout, work, size):
+    def __init__(self, place, package, layout, work, kinds):
+        """Makes a host of each of these kinds; layout holds what the package's ZIP does."""
         self.place = place
         self.layout = layout
         self.folder = work / "hosts"
@@ -116,14 +125,10 @@ class Fleet:
         self.temporary = work / "tmp"
         self._config = work / "ansible.cfg"
         self._config.touch()
-        kinds = [*EACH_KIND]
-        if size > len(kinds):
-            kinds += MORE_KINDS
-            usual = [kind for kind in kinds if kind.ends_well]
-            kinds += [usual[number % len(usual)] for number in range(size - len(kinds))]
-        self.hosts = [Host(self, f"pc{number:02}-{kind.name}", kind)
+        self.hosts = [Host(self, f"pc{number:02}-{kind.name}", kind,
+                           place.has_windows_tasks and number % 2 == 0)
                       for number, kind in enumerate(kinds, 1)]
-        self.inventory = work / "inventory.yml"
+        self._inventory = work / "inventory.yml"
         self._write_inventory()
 
     def _write_inventory(self):
@@ -132,17 +137,16 @@ class Fleet:
                      "k7k_package": str(self._package)}
         hosts = {host.name: host.variables for host in self.hosts}
         # JSON is YAML.
-        self.inventory.write_text(json.dumps({"obs": {"vars": variables, "hosts": hosts}}))
+        self._inventory.write_text(json.dumps({"obs": {"vars": variables, "hosts": hosts}}))
 
     def trees(self):
         return {host.name: host.tree() for host in self.hosts}
 
-    def run(self, *arguments, playbook=SITE, inventory=None):
+    def run(self, *arguments):
         begin, cpu_begin = time.monotonic(), self._cpu_seconds()
         done = subprocess.run(
-            ["/usr/bin/ansible-playbook", "-i", str(inventory or self.inventory), str(playbook),
-             *arguments],
-            env=self._environment(), cwd=self._work, stdin=subprocess.DEVNULL,
+            ["/usr/bin/ansible-playbook", "-i", str(self._inventory), str(SITE), *arguments],
+            env=self.environment(), cwd=self._work, stdin=subprocess.DEVNULL,
             stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True, timeout=1800, check=False)
         seconds = round(time.monotonic() - begin)
         cpu_seconds = round(self._cpu_seconds() - cpu_begin)
@@ -171,7 +175,7 @@ class Fleet:
             named.update({name: text for name in names.split()} if text != rest else {})
         return counts, named
 
-    def _environment(self):
+    def environment(self):
         kept = {name: value for name, value in os.environ.items()
                 if not name.startswith(("ANSIBLE_", "LC_", "LANG"))}
         collections = Path(__file__).parent / "collections"

@@ -41,7 +41,7 @@ def always(text, changes):
 
 
 class Host:
-    def __init__(self, fleet, name, kind):
+    def __init__(self, fleet, name, kind, windows_tasks):
         self.name = name
         self.kind = kind
         self.place = fleet.place
@@ -55,6 +55,8 @@ class Host:
             folder.mkdir(parents=True)
         self.portable = "portable" in kind.name
         self.variables = {"k7k_base": str(self.base), "k7k_launcher": self.place.launcher(self)}
+        if windows_tasks:
+            self.variables.update(k7k_system="windows", k7k_base=self.place.native(self.base))
         if self.portable:
             self.variables["k7k_obs_root"] = self.place.native(self.obs)
             payload.write_files(self.obs, {"bin/64bit/obs64.exe": b"fake-obs"})
@@ -173,6 +175,8 @@ class Kind:
 
 PACKAGE_COMES = {"check", "present"}
 
+CLEAN_PORTABLE = Kind("clean-portable", nothing, INSTALLS)
+
 # The first three make one batch in which no host ends well.
 EACH_KIND = (
     Kind("obs-runs", obs_runs, ((DAMAGED, BUSY, BUSY, BUSY, BUSY), {"check"})),
@@ -190,5 +194,12 @@ MORE_KINDS = (
     Kind("damaged-package", damaged_package, MENDS_PACKAGE),
     Kind("installed", installed, STAYS),
     Kind("installed-portable", installed, STAYS),
-    Kind("clean-portable", nothing, INSTALLS),
+    CLEAN_PORTABLE,
 )
+
+
+def kinds_of_fleet(size):
+    """So many kinds, each at least once, and most of them of those that end well."""
+    kinds = [*EACH_KIND, *MORE_KINDS]
+    usual = [kind for kind in kinds if kind.ends_well]
+    return kinds + [usual[number % len(usual)] for number in range(size - len(kinds))]
