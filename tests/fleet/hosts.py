@@ -25,7 +25,7 @@ DAMAGED_PORTABLE = ("would-change, installed-invalid, Portable OBS plugin files 
                     "differ from the bundled connector")
 BUSY = "busy, obs-running"
 REFUSED = "refused, target-invalid, The selected OBS folder is not marked for portable mode"
-INJECTED = "refused, target-invalid, {{ lookup('pipe', 'touch %s') }}"
+INJECTED = "refused, target-unavailable, {{ lookup('pipe', 'touch %s') }}"
 NOT_STARTED = "failed, "
 UNREACHABLE = "unreachable"
 
