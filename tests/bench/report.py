@@ -50,8 +50,9 @@ def files_table(figures):
 
 def report(figures):
     machine = [[title, text] for title, text in figures.machine.items()]
+    machine.append(["Rounds", f"{figures.rounds}, in {figures.minutes:.0f} min"])
     return "\n\n".join([
-        table(["Machine", ""], [*machine, ["Rounds", f"{figures.rounds}, in {figures.minutes:.0f} min"]]),
+        table(["Machine", ""], machine),
         "What the program is held to, and the worst that was measured:",
         table(["", "At most", "Host", "Wine"], target_rows(figures)),
         "![Time of a run over the size of the library](performance.svg)",
