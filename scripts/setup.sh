@@ -42,14 +42,17 @@ need_packages() {
 }
 
 # What the scripts use beyond Debian's essential packages: to build the Windows program and run it,
-# to build for the host, to package, to compile the tests and run them, to fuzz, to lint, to measure.
+# to build for the host, to package, to compile the tests, to run them, the drivers and the fleet, to
+# fuzz, to lint, and to measure.
 windows_packages=(cmake ninja-build g++-mingw-w64-x86-64-posix wine64)
 host_packages=(cmake ninja-build g++ libssl-dev)
 package_packages=(python3 osslsigncode)
 test_packages=(ccache googletest openssl python3 python3-jsonschema python3-pytest
   python3-pytest-xdist)
+driver_packages=(nodejs mono-mcs mono-runtime)
+fleet_packages=(ansible-core openssh-client unzip)
 fuzz_packages=(clang-19 libclang-rt-19-dev)
-lint_packages=(clang-format-19 clang-tidy-19 shellcheck python3-flake8 python3-yaml)
+lint_packages=(clang-format-19 clang-tidy-19 mypy shellcheck python3-flake8 python3-yaml)
 bench_packages=(python3 time nsis)
 
 stop_wine() {

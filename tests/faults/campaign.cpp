@@ -1,9 +1,9 @@
 #include "campaign.h"
 
+#include <array>
 #include <chrono>
-#include <cstdint>
-#include <limits>
 
+#include "share.h"
 #include "support/bundle_facts.h"
 #include "txn/portable_install.h"
 #include "txn/portable_removal.h"
@@ -138,6 +138,38 @@ Transaction PortableRemoval() {
                    InParent(kDllParent, "portable-remove-dll"))}};
 }
 
+std::vector<Scenario> ScenariosOver(const Transaction& transaction, Previous previous) {
+  std::vector<Scenario> scenarios;
+  for (const auto injected : {InjectedFailure::None, kAfterBackup, kAfterDllCommit}) {
+    scenarios.push_back({&transaction, previous, injected, {}});
+  }
+  for (const Trigger& trigger : transaction.triggers) {
+    scenarios.push_back({&transaction, previous, InjectedFailure::None, trigger});
+  }
+  return scenarios;
+}
+
+std::string Text(const Scenario& scenario, const Fault& fault, const std::vector<Asked>& counted) {
+  constexpr std::array kStates{"nothing",     "older",          "damaged",
+                               "half a copy", "the other half", "read-only files"};
+  constexpr std::array kSpans{"once", "the same call from then on", "from then on"};
+  constexpr std::array kKinds{"access denied", "sharing violation", "disk full",
+                              "I/O error",     "not found",         "not empty"};
+  std::string text = scenario.transaction->name +
+                     ", previous: " + kStates[static_cast<std::size_t>(scenario.previous)] +
+                     ", injected " + std::to_string(static_cast<unsigned>(scenario.injected));
+  if (scenario.trigger.fails) text += ", " + scenario.trigger.text;
+  if (fault.at > 0) {
+    text += ", then call " + std::to_string(fault.at) + " fails ";
+    text += kSpans[static_cast<std::size_t>(fault.span)];
+    text += std::string(" with ") + kKinds[static_cast<std::size_t>(fault.kind)];
+    if (fault.partial) text += " (partial)";
+    const auto call = static_cast<std::size_t>(fault.at) - 1;
+    if (call < counted.size()) text += ": " + Text(counted[call]);
+  }
+  return text;
+}
+
 Campaign::Campaign(Transaction transaction, int share)
     : transaction_(std::move(transaction)), share_(share) {}
 
@@ -145,30 +177,15 @@ Figures Campaign::RunAll() {
   const auto start = std::chrono::steady_clock::now();
   for (const Previous previous : transaction_.states) {
     Sandbox sandbox(transaction_.target, previous);
-    Scenario scenario{&transaction_, previous, InjectedFailure::None, {}};
-    for (const auto injected : {InjectedFailure::None, kAfterBackup, kAfterDllCommit}) {
-      scenario.injected = injected;
-      RunScenario(sandbox, scenario);
-    }
-    scenario.injected = InjectedFailure::None;
-    for (const Trigger& trigger : transaction_.triggers) {
-      scenario.trigger = trigger;
-      RunScenario(sandbox, scenario);
-    }
+    const auto scenarios = ScenariosOver(transaction_, previous);
+    for (const Scenario& scenario : scenarios) RunScenario(sandbox, scenario);
     const std::string damage = sandbox.DamageOutside(sandbox.TakeAll());
-    if (!damage.empty()) Note(scenario, {}, damage + ", in one of the last runs");
+    if (!damage.empty()) Note(scenarios.back(), {}, damage + ", in one of the last runs");
   }
   figures_.violations = static_cast<int>(violations_.size());
   figures_.seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
   return figures_;
-}
-
-// The same ones in every run of the campaign, and spread so that they do not keep step with the
-// errors that take turns at a call, whatever the share (multiplication by the golden ratio).
-bool Campaign::IsInShare(int fault) const {
-  const std::uint32_t spread = static_cast<std::uint32_t>(fault) * 2654435769U;
-  return spread <= std::numeric_limits<std::uint32_t>::max() / static_cast<std::uint32_t>(share_);
 }
 
 void Campaign::RunScenario(Sandbox& sandbox, const Scenario& scenario) {
@@ -181,7 +198,7 @@ void Campaign::RunScenario(Sandbox& sandbox, const Scenario& scenario) {
   figures_.points += static_cast<int>(counted.size());
   for (std::size_t i = 0; i < counted.size(); ++i) {
     for (const Fault& fault : FaultsAt(static_cast<int>(i) + 1, counted[i].call)) {
-      if (!IsInShare(++figures_.faults)) continue;
+      if (!IsInShare(++figures_.faults, share_)) continue;
       Try(sandbox, scenario, fault);
       if (!reached_) Note(scenario, fault, "the fault was not reached");
     }
@@ -252,24 +269,7 @@ std::vector<std::string> Campaign::JudgeAndReset(Sandbox& sandbox, const Scenari
 }
 
 void Campaign::Note(const Scenario& scenario, const Fault& fault, const std::string& wrong) {
-  constexpr std::array kStates{"nothing",     "older",          "damaged",
-                               "half a copy", "the other half", "read-only files"};
-  constexpr std::array kSpans{"once", "the same call from then on", "from then on"};
-  constexpr std::array kKinds{"access denied", "sharing violation", "disk full",
-                              "I/O error",     "not found",         "not empty"};
-  std::string text = transaction_.name +
-                     ", previous: " + kStates[static_cast<std::size_t>(scenario.previous)] +
-                     ", injected " + std::to_string(static_cast<unsigned>(scenario.injected));
-  if (scenario.trigger.fails) text += ", " + scenario.trigger.text;
-  if (fault.at > 0) {
-    text += ", then call " + std::to_string(fault.at) + " fails ";
-    text += kSpans[static_cast<std::size_t>(fault.span)];
-    text += std::string(" with ") + kKinds[static_cast<std::size_t>(fault.kind)];
-    if (fault.partial) text += " (partial)";
-    const auto call = static_cast<std::size_t>(fault.at) - 1;
-    if (call < counted_.size()) text += ": " + Text(counted_[call]);
-  }
-  violations_.push_back(text + ": " + wrong);
+  violations_.push_back(Text(scenario, fault, counted_) + ": " + wrong);
 }
 
 }  // namespace k7k::test

@@ -39,6 +39,12 @@ struct Scenario {
   Trigger trigger;
 };
 
+// All over one state: without a failure, with each injected one, and with each trigger.
+std::vector<Scenario> ScenariosOver(const Transaction& transaction, Previous previous);
+
+// In words; `counted` are the calls that the fault counts.
+std::string Text(const Scenario& scenario, const Fault& fault, const std::vector<Asked>& counted);
+
 class Campaign {
  public:
   // One fault in `share` is run, so 1 stands for all.
@@ -51,7 +57,6 @@ class Campaign {
   std::vector<std::string> RunOnce(Sandbox& sandbox, const Scenario& scenario, const Fault& fault);
 
  private:
-  bool IsInShare(int fault) const;
   Run MakeRun(const Sandbox& sandbox, const Scenario& scenario, const Fault& fault);
   std::vector<std::string> JudgeAndReset(Sandbox& sandbox, const Scenario& scenario, Run& run);
   void RunScenario(Sandbox& sandbox, const Scenario& scenario);

@@ -21,11 +21,13 @@ bool CampaignDisk::Decide(const DiskCall& call) {
   if (asked.failed) {
     asked.answer = false;
     const Fault fault = by_fault ? fault_ : Fault{};
-    PrepareFailure(call, fault);
-    if (fault.partial && (call.call == Call::WalkOpen || call.call == Call::WalkAdvance)) {
-      asked.keeps_entry = true;
-      asked.at_end = WalkIsAtEnd(call);
-    }
+    const bool walks = call.call == Call::WalkOpen || call.call == Call::WalkAdvance;
+    const bool copies =
+        call.call == Call::Copy && NativeDisk().Status(call.to) == FileStatus::Absent;
+    asked.in_part = fault.partial && (walks || copies);
+    asked.at_end = asked.in_part && walks && WalkIsAtEnd(call);
+    PrepareFailure(fault);
+    if (asked.in_part && copies) WriteHalf(call);
   }
   asked_.push_back(std::move(asked));
   return asked_.back().failed;
@@ -47,15 +49,15 @@ bool CampaignDisk::IsHit(const Asked& asked) {
   return asked.call == first.call && asked.name == first.name && asked.to == first.to;
 }
 
-void CampaignDisk::PrepareFailure(const DiskCall& call, const Fault& fault) {
+void CampaignDisk::PrepareFailure(const Fault& fault) {
   move_error = RawCode(fault.kind);
   failed_status = fault.kind == ErrorKind::NotFound ? FileStatus::Absent : FileStatus::Unreadable;
   failed_walk_yields = fault.partial;
-  if (call.call == Call::Copy && fault.partial &&
-      NativeDisk().Status(call.to) == FileStatus::Absent) {
-    const std::string content = ReadFile(call.path);
-    *NativeDisk().OpenOutput(call.to) << content.substr(0, content.size() / 2);
-  }
+}
+
+void CampaignDisk::WriteHalf(const DiskCall& copy) {
+  const std::string content = ReadFile(copy.path);
+  *NativeDisk().OpenOutput(copy.to) << content.substr(0, content.size() / 2);
 }
 
 bool CampaignDisk::WalkIsAtEnd(const DiskCall& call) const {

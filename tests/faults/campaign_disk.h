@@ -31,12 +31,13 @@ struct Asked {
   Call call{};
   std::string name;
   std::string to;
-  bool failed = false;       // on purpose
-  bool answer = true;        // false: no, or it did not work
-  FileStatus status{};       // of Status and FinalPath
-  int error = 0;             // of Move
-  bool keeps_entry = false;  // a failed step of a walk that still gives an entry
-  bool at_end = false;       // a failed step of a walk that had nothing left to give
+  bool failed = false;  // on purpose
+  bool answer = true;   // false: no, or it did not work
+  FileStatus status{};  // of Status and FinalPath
+  int error = 0;        // of Move
+  // Failed in part: a step of a walk that still gives an entry, a copy that left half a file.
+  bool in_part = false;
+  bool at_end = false;  // a failed step of a walk that had nothing left to give
   // Counted by the judge: which call of this kind with this name this is in its step, whether the
   // call before was the same, and the places of the old pieces that were seen before it.
   int nth = 0;
@@ -74,7 +75,8 @@ class CampaignDisk : public FaultDisk {
  private:
   bool Decide(const DiskCall& call);
   bool IsHit(const Asked& asked);
-  void PrepareFailure(const DiskCall& call, const Fault& fault);
+  void PrepareFailure(const Fault& fault);
+  static void WriteHalf(const DiskCall& copy);
   bool WalkIsAtEnd(const DiskCall& call) const;
 
   const Sandbox& sandbox_;

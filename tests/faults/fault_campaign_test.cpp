@@ -3,27 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <iostream>
 
 #include "campaign.h"
+#include "share.h"
 
 namespace k7k::test {
 namespace {
 
-#ifdef __SANITIZE_ADDRESS__
-constexpr bool kSanitized = true;
-#else
-constexpr bool kSanitized = false;
-#endif
-
-// K7K_CAMPAIGN says how large a part is run: "full", or a number n for one fault in n. Without it a
-// part that takes less than a minute.
-int Share() {
-  const char* wanted = std::getenv("K7K_CAMPAIGN");
-  if (wanted == nullptr) return OpeningFilesIsSlow() ? 31 : kSanitized ? 17 : 5;
-  return std::string_view(wanted) == "full" ? 1 : std::max(1, std::atoi(wanted));
-}
+// A part that takes less than a minute.
+int Share() { return WantedShare({.usual = 5, .sanitized = 17, .slow = 31}); }
 
 void Print(const std::string& transaction, const Figures& figures) {
   std::cout << "faults: transaction=" << transaction << " scenarios=" << figures.scenarios

@@ -44,6 +44,15 @@ Verdict CheckTree(bool removal, const Sandbox& sandbox, const Reading& reading, 
 // Whether a move from there to there was tried and given up at last.
 bool GaveUpMove(const std::vector<Asked>& asked, const std::string& from, const std::string& to);
 
+// Whether every entry is one of the other tree's. A file may be the first part of the other's where
+// a copy can have failed half-way.
+bool IsPartOf(const Tree& part, const Tree& whole, bool half_files = false);
+
+// A walk that fails without an entry ends the copying, and what is not required may be missing.
+bool CopyWasCutShort(const std::vector<Asked>& asked);
+Tree WithoutExtraLocale(Tree tree);
+
+std::string NamesOf(const Tree& tree);
 std::string Text(const Asked& asked);
 std::string Text(const Ending& ending);
 

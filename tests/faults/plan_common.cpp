@@ -36,7 +36,7 @@ Ruling Ends(RemovalOutcome outcome, std::wstring message) {
 
 bool KeptEntryAndFailed(const Asked& asked) {
   const bool step = asked.call == Call::WalkOpen || asked.call == Call::WalkAdvance;
-  return step && asked.failed && asked.keeps_entry && !asked.at_end;
+  return step && asked.failed && asked.in_part && !asked.at_end;
 }
 
 std::optional<std::wstring> BundleCheckMessage(const Asked& asked, const std::string& folder) {

@@ -28,6 +28,15 @@ void MakeAllReadOnly(const Path& folder) {
   }
 }
 
+// A private name for a tag, of a process that is not this one.
+std::string WithoutTags(const std::string& name) {
+  const std::size_t start = name.find('<');
+  const std::size_t end = name.find('>');
+  if (start == std::string::npos || end == std::string::npos) return name;
+  const std::string tag = name.substr(start + 1, end - start - 1);
+  return name.substr(0, start) + std::string(kPrivate) + tag + ".1.2" + name.substr(end + 1);
+}
+
 }  // namespace
 
 std::string WithTags(const std::string& name) {
@@ -192,14 +201,20 @@ std::string Sandbox::DamageOutside(const Tree& all) const {
   return {};
 }
 
-void Sandbox::Reset(const Tree& now) {
+void Sandbox::LayOut(const Tree& wanted) {
+  Tree named;
+  for (const auto& [name, content] : wanted) named.emplace(WithoutTags(name), content);
+  Change(changing_, named);
+}
+
+void Sandbox::Change(const Tree& now, const Tree& wanted) {
   for (const auto& [name, content] : now) {
-    const auto wanted = changing_.find(name);
-    if (wanted == changing_.end() || wanted->second != content) {
+    const auto entry = wanted.find(name);
+    if (entry == wanted.end() || entry->second != content) {
       NativeDisk().RemoveAll(folder_ / name);  // with what is below it, so a later one may be gone
     }
   }
-  for (const auto& [name, content] : changing_) {
+  for (const auto& [name, content] : wanted) {
     if (NativeDisk().Status(folder_ / name) != FileStatus::Absent) continue;
     if (content == "folder") {
       MakeFolder(folder_ / name);

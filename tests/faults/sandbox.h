@@ -60,12 +60,15 @@ class Sandbox {
   // What differs from the beginning in the other part; empty when nothing does.
   std::string DamageOutside(const Tree& all) const;
   // Puts the changing part, which is now as given, back to its beginning.
-  void Reset(const Tree& now);
+  void Reset(const Tree& now) { Change(now, changing_); }
+  // Makes something else of its beginning, with names of another process for the private ones.
+  void LayOut(const Tree& wanted);
 
  private:
   void MakeTarget(Previous previous);
   void MakePrevious(Previous previous);
   Tree Take(const std::string& name) const;
+  void Change(const Tree& now, const Tree& wanted);
 
   TestFolder folder_;
   Target target_;

@@ -6,10 +6,6 @@
 
 namespace k7k::test {
 
-namespace {
-
-// Whether every entry is one of the other tree's. A file may be the first part of the other's where
-// a copy can have failed half-way.
 bool IsPartOf(const Tree& part, const Tree& whole, bool half_files) {
   return std::all_of(part.begin(), part.end(), [&](const auto& entry) {
     const auto found = whole.find(entry.first);
@@ -23,6 +19,24 @@ std::string NamesOf(const Tree& tree) {
   for (const auto& [name, content] : tree) names += " " + (name.empty() ? "itself" : name);
   return names + " }";
 }
+
+bool CopyWasCutShort(const std::vector<Asked>& asked) {
+  const auto staging = std::find_if(asked.begin(), asked.end(), [](const Asked& call) {
+    return call.call == Call::CreateFolder && call.name.find('<') != std::string::npos;
+  });
+  return std::any_of(staging, asked.end(), [](const Asked& call) {
+    const bool step = call.call == Call::WalkOpen || call.call == Call::WalkAdvance;
+    return step && call.failed && !call.in_part;
+  });
+}
+
+Tree WithoutExtraLocale(Tree tree) {
+  std::erase_if(tree,
+                [](const auto& entry) { return entry.first.ends_with(BelowData(kExtraLocale)); });
+  return tree;
+}
+
+namespace {
 
 class TreeCheck {
  public:
@@ -85,26 +99,9 @@ class TreeCheck {
     }
   }
 
-  // A walk that fails without an entry ends the copying, and what is not required may be missing.
-  bool CopyWasCutShort() const {
-    const auto& asked = run_.asked;
-    const auto staging = std::find_if(asked.begin(), asked.end(), [](const Asked& call) {
-      return call.call == Call::CreateFolder && call.name.find('<') != std::string::npos;
-    });
-    return std::any_of(staging, asked.end(), [](const Asked& call) {
-      const bool step = call.call == Call::WalkOpen || call.call == Call::WalkAdvance;
-      return step && call.failed && !call.keeps_entry;
-    });
-  }
-
   Tree Expected(const Tree& tree) const {
-    Tree expected = WithoutMarks(tree);
-    if (CopyWasCutShort()) {
-      std::erase_if(expected, [](const auto& entry) {
-        return entry.first.ends_with(BelowData(kExtraLocale));
-      });
-    }
-    return expected;
+    const Tree expected = WithoutMarks(tree);
+    return CopyWasCutShort(run_.asked) ? WithoutExtraLocale(expected) : expected;
   }
 
   void CheckNew(const Piece& piece) {

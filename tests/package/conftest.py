@@ -6,36 +6,15 @@ Under Wine the tests work in a copy of the prefix that WINEPREFIX names, or of b
 """
 
 import os
-import shutil
 import subprocess
-import zipfile
 from pathlib import Path
 
 import pytest
 
-from payload import LIBRARY, VERSION
+pytest.register_assert_rewrite("packages")
+
+from packages import compile_library, made_package, write_plugin
 from platforms import REPOSITORY, Wine
-
-NAME = f"k7k-obs-audio-{VERSION}-windows-x64"
-OUTPUTS = {f"{NAME}.zip", f"{NAME}.spdx.json", "SHA256SUMS"}
-PROGRAM = "bin/K7KObsConnectorInstaller.exe"
-
-
-def run_package(*arguments, clone=REPOSITORY, **environment):
-    command = [str(clone / "scripts" / "package"), *map(str, arguments)]
-    return subprocess.run(command, env={**os.environ, **environment}, stdin=subprocess.DEVNULL,
-                          capture_output=True, text=True, timeout=300, check=False)
-
-
-def made_package(*arguments, **options):
-    made = run_package(*arguments, **options)
-    assert (made.returncode, made.stderr) == (0, "")
-
-
-def unpack(out, folder):
-    with zipfile.ZipFile(out / f"{NAME}.zip") as archive:
-        archive.extractall(folder)
-    return folder
 
 
 @pytest.fixture(scope="session")
@@ -45,24 +24,12 @@ def work(tmp_path_factory):
 
 @pytest.fixture(scope="session")
 def library(work):
-    """The demonstration's plugin library."""
-    path = work / "library.dll"
-    subprocess.run(["x86_64-w64-mingw32-gcc-posix", "-O2", "-shared", "-s",
-                    "-Wl,--no-insert-timestamp", "-o", str(path),
-                    str(REPOSITORY / "demo" / "plugin.c")], check=True)
-    return path
+    return compile_library(work / "library.dll")
 
 
 @pytest.fixture
 def plugin(library, tmp_path):
     return write_plugin(tmp_path / "plugin", library)
-
-
-def write_plugin(folder, library):
-    (folder / LIBRARY).parent.mkdir(parents=True)
-    shutil.copy(library, folder / LIBRARY)
-    shutil.copytree(REPOSITORY / "demo" / "locale", folder / "data" / "locale")
-    return folder
 
 
 @pytest.fixture(scope="session")

@@ -6,7 +6,7 @@ import subprocess
 
 import pytest
 
-from conftest import PROGRAM, unpack
+from packages import PROGRAM, unpack
 from payload import LIBRARY, LOCALES
 from platforms import REPOSITORY
 from trees import take_tree

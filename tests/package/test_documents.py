@@ -5,7 +5,7 @@ import zipfile
 
 import pytest
 
-from conftest import NAME
+from packages import NAME
 from payload import VERSION
 from platforms import REPOSITORY
 

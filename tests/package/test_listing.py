@@ -7,7 +7,7 @@ import zipfile
 
 import pytest
 
-from conftest import NAME, PROGRAM
+from packages import NAME, PROGRAM
 from payload import VERSION
 
 

@@ -8,7 +8,7 @@ import zipfile
 
 import pytest
 
-from conftest import NAME, OUTPUTS, PROGRAM, made_package, unpack, write_plugin
+from packages import NAME, OUTPUTS, PROGRAM, made_package, unpack, write_plugin
 from payload import LIBRARY, LOCALES, MANIFEST, REQUIRED, VERSION, below_data
 from platforms import REPOSITORY
 from trees import below, take_tree

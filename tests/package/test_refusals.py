@@ -5,7 +5,7 @@ import struct
 
 import pytest
 
-from conftest import OUTPUTS, NAME, run_package
+from packages import NAME, OUTPUTS, run_package
 from payload import EXTRA_LOCALE, LIBRARY, LOCALES, REQUIRED
 
 PE_HEADER = 0x3C  # where the library's file says that its header begins

@@ -6,7 +6,7 @@ import subprocess
 
 import pytest
 
-from conftest import NAME, OUTPUTS, PROGRAM, made_package, unpack, write_plugin
+from packages import NAME, OUTPUTS, PROGRAM, made_package, unpack, write_plugin
 from payload import LIBRARY
 from trees import take_tree
 

@@ -1,29 +1,27 @@
 """Holds the skips of a run against the checked-in list.
 
-A line of the list names a whole file (test_file.py), a test with all its cases
-(test_file.py::test_name), or one case (test_file.py::test_name[case]). A skip that is not listed
-fails the run; so does a listed test that ran and did not skip.
+A line of the list names the tests' folder (protocol:), and there a whole file (test_file.py), a
+test with all its cases (test_file.py::test_name), or one case (test_file.py::test_name[case]). A
+skip that is not listed fails the run; so does a listed test that ran and did not skip.
 """
 
 import pytest
 
-PREFIX = "protocol:"
 
-
-def listed_skips(path, platform):
+def listed_skips(path, platform, prefix):
     skips = {}
     for line in path.read_text(encoding="utf-8").splitlines():
         if line.strip() and not line.startswith("#"):
             where, name, reason = line.split(None, 2)
-            if where == platform and name.startswith(PREFIX):
-                skips[name[len(PREFIX):]] = reason.strip()
+            if where == platform and name.startswith(prefix):
+                skips[name[len(prefix):]] = reason.strip()
     return skips
 
 
 class SkipHold:
-    def __init__(self, path, platform):
+    def __init__(self, path, platform, folder):
         self._platform = platform
-        self._listed = listed_skips(path, platform)
+        self._listed = listed_skips(path, platform, f"{folder}:")
         self._ran = set()
         self._skipped = set()
 

@@ -25,7 +25,7 @@ WINDOWS_FILE = re.compile(r"_win\.(cpp|h)$")
 # writes, which gcov's own files exceed. Under Wine the black-box tests execute no line of a *_win
 # file that the unit tests do not, but for the entry point.
 TESTS = {
-    "host": (["-E", r"\.(race|swap)$"], "-k 'not disk_full_for_every_manifest'"),
+    "host": (["-E", r"\.(fleet|race|swap)$"], "-k 'not disk_full_for_every_manifest'"),
     "windows": (["-R", r"\.(unit|wrong_engine|protocol)"], "-k 'test_line_ends or two_lines'"),
 }
 GCOV = {"host": "gcov", "windows": "x86_64-w64-mingw32-gcov-posix"}

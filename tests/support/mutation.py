@@ -33,7 +33,8 @@ class Mode:
         self.list = ROOT / "tests" / "support" / ("defects_win.txt" if windows else "defects.txt")
         # Without optimisation the host's compiler is faster; the other one's linker is not, because
         # of what it writes for debuggers.
-        self.configure = ["cmake", "--preset", preset]
+        # A defect may leave a variable unused.
+        self.configure = ["cmake", "--preset", preset, "-DCMAKE_COMPILE_WARNING_AS_ERROR=OFF"]
         self.configure += [] if windows else ["-DCMAKE_BUILD_TYPE=Debug"]
         self.build = ["cmake", "--build", f"build/{preset}", "--target", "unit_test", "-j1"]
         self.test = ["scripts/wine"] if windows else []

@@ -153,13 +153,14 @@ TEST(DiskMoveTest, Move_OddNamesAndLongPaths_AreMoved) {
   }
 }
 
-TEST(DiskMoveTest, Pause_SomeTime_WaitsAboutThatTime) {
+// No longer than that by much, but for a busy machine.
+TEST(DiskMoveTest, Pause_SomeTime_WaitsAtLeastThatTime) {
   using Clock = std::chrono::steady_clock;
   const auto start = Clock::now();
   NativeDisk().Pause(std::chrono::milliseconds(50));
   const auto waited = Clock::now() - start;
   EXPECT_GE(waited, std::chrono::milliseconds(48));
-  EXPECT_LT(waited, std::chrono::milliseconds(1000));
+  EXPECT_LT(waited, std::chrono::seconds(30));
 }
 
 }  // namespace

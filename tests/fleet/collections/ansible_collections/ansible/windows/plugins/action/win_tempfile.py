@@ -1,0 +1,6 @@
+from ansible_collections.ansible.windows.plugins.plugin_utils.stand_in import StandIn
+
+
+class ActionModule(StandIn):
+    module = "ansible.builtin.tempfile"
+    options = {"state", "prefix"}
