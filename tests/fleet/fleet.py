@@ -69,9 +69,8 @@ class WinePlace:
             self._wines[name] = platforms.Wine(self._template, self._work / f"wine-{name}")
         wine = self._wines[name]
         wine.environment(host.data)
-        # Wine finds a running server by the temporary folder, too.
-        return ["env", f"TMPDIR={os.environ.get('TMPDIR', '/tmp')}", f"WINEPREFIX={wine.prefix}",
-                *wine.start_command("")[:-1]]
+        # By the temporary folder, too, Wine finds its running server.
+        return ["env", "--unset=TMPDIR", f"WINEPREFIX={wine.prefix}", *wine.start_command("")[:-1]]
 
     def native(self, path):
         return "Z:" + str(path).replace("/", "\\")
@@ -83,8 +82,9 @@ class WinePlace:
         folder.mkdir()
         executable = folder / "obs64.exe"
         os.link(self._programs.windows_program("hold_open_win.c"), executable)
-        process = subprocess.Popen(wine.start_command(executable), env=wine.base_environment(),
-                                   stdin=subprocess.PIPE, stdout=subprocess.PIPE)
+        command = ["env", "--unset=TMPDIR", *wine.start_command(executable)]
+        process = subprocess.Popen(command, env=wine.base_environment(), stdin=subprocess.PIPE,
+                                   stdout=subprocess.PIPE)
         self._obs.append(process)
         line = process.stdout.readline().strip()
         assert line == b"ready", line
