@@ -13,7 +13,7 @@ using Log = std::vector<Operation>;
 using Spoil = std::function<void(Log&, const std::vector<Asked>&)>;
 using IsMeant = std::function<bool(const Asked&)>;
 
-constexpr int kNeverGoOn = 1 << 30;
+constexpr int kNeverGoOn = 1 << 24;  // it is multiplied once more
 
 struct Found {
   std::size_t states = 0;
