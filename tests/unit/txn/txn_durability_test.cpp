@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <regex>
 #include <set>
 
 #include "support/txn_fixture.h"
@@ -18,9 +17,16 @@ constexpr auto kBackupRemains = L"Plugin was installed, but its private backup r
 
 // Below the test's folder, private names as their tags.
 std::string NameIn(const Path& path, const Path& folder) {
-  static const std::regex kPrivate(R"(\.k7k-obs-audio\.([a-z-]+)\.\d+\.\d+)");
-  const std::string name = path.lexically_relative(folder).generic_string();
-  return std::regex_replace(name, kPrivate, "<$1>");
+  Path name;
+  for (const Path& part : path.lexically_relative(folder)) {
+    std::string text = part.generic_string();
+    if (IsPrivate(part)) {
+      text = text.substr(kPrivatePrefix.size());
+      text = "<" + text.substr(0, text.find('.')) + ">";
+    }
+    name /= text;
+  }
+  return name.generic_string();
 }
 
 // What a run copied, flushed, moved, walked through to check it and removed, in order; removals
