@@ -24,6 +24,8 @@ def kind_of(path, mode):
     if not stat.S_ISREG(mode):
         return f"special {stat.S_IFMT(mode):o}"
     sha = hashlib.sha256()
+    if not mode & stat.S_IRUSR:  # a copy that was cut off has not got its rights yet
+        os.chmod(path, stat.S_IMODE(mode) | stat.S_IRUSR)
     with open(path, "rb") as file:
         while block := file.read(1 << 20):
             sha.update(block)

@@ -69,10 +69,14 @@ TEST_P(DiskSharingWinTest, RemoveAll_NeedsDeleteSharing) {
 
 TEST_P(DiskSharingWinTest, RemoveAll_FolderHeldInside_NeedsDeleteSharingAndItsNameToGoAtOnce) {
   WriteFile(folder_ / "tree/sub/file", "content");
-  const bool removed = Shares(FILE_SHARE_DELETE) && !test::RunsUnderWine();
+  bool removed = false;
   {
     const SharedOpen held(folder_ / "tree/sub", GetParam());
-    EXPECT_EQ(NativeDisk().RemoveAll(folder_ / "tree"), removed);
+    removed = NativeDisk().RemoveAll(folder_ / "tree");
+  }
+  // Wine 8 keeps a name until the other one closes the folder; Windows and Wine 10 do not.
+  if (!test::RunsUnderWine() || !Shares(FILE_SHARE_DELETE)) {
+    EXPECT_EQ(removed, Shares(FILE_SHARE_DELETE));
   }
   EXPECT_EQ(Exists(NativeDisk().Status(folder_ / "tree")), !removed);
 }
