@@ -16,7 +16,7 @@ from test_denied import give_up_overrides
 
 CASES = json.loads((Path(__file__).parent / "cases.json").read_text(encoding="utf-8"))
 # Of the cases of the real program each driver makes one in so many.
-SHARES = {"host": 2, "wine": 4}
+SHARES = {"host": 3, "wine": 4}
 
 
 def adapters_of(metafunc, platform):

@@ -12,7 +12,7 @@ namespace k7k::test {
 namespace {
 
 // A part that takes less than a minute.
-int Share() { return WantedShare({.usual = 5, .sanitized = 17, .slow = 31}); }
+int Share() { return WantedShare({.usual = 7, .sanitized = 41, .slow = 61}); }
 
 void Print(const std::string& transaction, const Figures& figures) {
   std::cout << "faults: transaction=" << transaction << " scenarios=" << figures.scenarios

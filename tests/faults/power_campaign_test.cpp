@@ -12,7 +12,7 @@ namespace k7k::test {
 namespace {
 
 // A part that takes less than half a minute.
-int Share() { return WantedShare({.usual = 50, .sanitized = 200, .slow = 400}); }
+int Share() { return WantedShare({.usual = 50, .sanitized = 400, .slow = 400}); }
 
 int GoOnShare() {
   const int least = OpeningFilesIsSlow() || kSanitized ? 20 : 1;
