@@ -6,6 +6,8 @@
 :: detail=, go on to standard error. The exit code is the program's, or 1 instead of a 0 that came
 :: without the lines of an answer.
 setlocal EnableExtensions DisableDelayedExpansion
+:: A variable of the caller's would hide the real one.
+set "errorlevel="
 :: made by drivers/make_drivers.py from protocol/protocol.json
 set "answer.--status-standard.0.state.installed-valid.obsRunning.0=done state=installed-valid obsRunning=0"
 set "answer.--status-standard.0.state.installed-valid.obsRunning.1=done state=installed-valid obsRunning=1"
@@ -73,8 +75,17 @@ set "word=--%verb%-%target%"
 set "arguments=%word%"
 if %target%==portable set arguments=%word% "%root%"
 
-set "output=k7k-obs-connector.%RANDOM%.%RANDOM%.txt"
-"%~1" %arguments% >"%TEMP%\%output%"
+:: A folder of this run alone: of two that start within a second, both draw the same numbers.
+set "tries=0"
+:draw
+set "own=k7k-obs-connector.%RANDOM%.%RANDOM%"
+set /a tries+=1
+md "%TEMP%\%own%" 2>nul && goto drawn
+if %tries% lss 100 goto draw
+echo outcome=%unavailable%
+exit /b 1
+:drawn
+"%~1" %arguments% >"%TEMP%\%own%\output"
 set "code=%errorlevel%"
 
 :: From here on, what was written is only compared, never taken for commands. A "!" in the folder's
@@ -82,8 +93,8 @@ set "code=%errorlevel%"
 pushd "%TEMP%"
 setlocal EnableDelayedExpansion
 set "name=answer.%word%.%code%"
-for /f "usebackq tokens=1* delims==" %%k in ("%output%") do set "name=!name!.%%k.%%l"
-del "%output%"
+for /f "usebackq tokens=1* delims==" %%k in ("%own%\output") do set "name=!name!.%%k.%%l"
+rd /s /q "%own%"
 popd
 set "answer=%unavailable%"
 for /f "tokens=1* delims==" %%n in ('set answer.') do if "%%n"=="!name!" set "answer=%%o"

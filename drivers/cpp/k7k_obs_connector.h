@@ -3,8 +3,8 @@
 //
 // A call starts the program, waits for its end, and takes an answer only if every line of it is one
 // that the protocol has for that command and exit code; everything else is Outcome::Unavailable
-// with its reason. No call throws for what the program does. Calls on one target from several
-// threads run one after the other; other processes are not held off.
+// with its reason. No call throws for what the program does. Calls from several threads run one
+// after the other; other processes are not held off.
 #pragma once
 
 #include <algorithm>
@@ -12,7 +12,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
-#include <map>
 #include <mutex>
 #include <optional>
 #include <string>
@@ -22,6 +21,12 @@
 #include <vector>
 
 #ifdef _WIN32
+#ifndef NOMINMAX
+#define NOMINMAX
+#endif
+#ifndef WIN32_LEAN_AND_MEAN
+#define WIN32_LEAN_AND_MEAN
+#endif
 #include <windows.h>
 
 #include <memory>
@@ -340,10 +345,14 @@ class Process {
                           &info.StartupInfo, &made)) {
       return;
     }
-    process_.reset(made.hProcess);
+    Handle process(made.hProcess);
     const Handle thread(made.hThread);
     // Before its first instruction, so that each of its children is in the job too.
-    ::AssignProcessToJobObject(job_.get(), made.hProcess);
+    if (!::AssignProcessToJobObject(job_.get(), made.hProcess)) {
+      ::TerminateProcess(made.hProcess, 1);
+      return;
+    }
+    process_ = std::move(process);
     ::ResumeThread(made.hThread);
   }
 
@@ -543,11 +552,10 @@ inline void Judge(std::string_view word, Result* result) {
   }
 }
 
-inline std::mutex& LockOf(const Target& target) {
-  static std::mutex guard;
-  static std::map<std::optional<std::filesystem::path>, std::mutex> locks;
-  const std::lock_guard<std::mutex> hold(guard);
-  return locks[target.Root()];
+// One for all targets: the same folder can be spelled in many ways.
+inline std::mutex& Lock() {
+  static std::mutex lock;
+  return lock;
 }
 
 }  // namespace internal
@@ -557,8 +565,9 @@ class Driver {
   // The command is the program, behind what starts it if there is such a thing; a name without a
   // folder is looked for as the system does. The timeout is that of each run.
   explicit Driver(std::vector<std::filesystem::path> command,
-                  std::chrono::milliseconds timeout = std::chrono::seconds(120))
-      : command_(std::move(command)), timeout_(timeout) {}
+                  std::chrono::milliseconds timeout = std::chrono::minutes(10))
+      : command_(std::move(command)),
+        timeout_(std::min<std::chrono::milliseconds>(timeout, std::chrono::hours(24))) {}
 
   Result Status(const Target& target) const { return Alone(target, kStatus); }
   Result Install(const Target& target) const { return Alone(target, kInstall); }
@@ -590,7 +599,7 @@ class Driver {
   }
 
   Result Alone(const Target& target, Verb verb) const {
-    const std::lock_guard<std::mutex> lock(internal::LockOf(target));
+    const std::lock_guard<std::mutex> lock(internal::Lock());
     return Run(target, verb);
   }
 
@@ -601,7 +610,7 @@ class Driver {
 
   Result Ensure(Verb verb, std::string_view wanted, const Target& target, int attempts,
                 std::chrono::milliseconds pause) const {
-    const std::lock_guard<std::mutex> lock(internal::LockOf(target));
+    const std::lock_guard<std::mutex> lock(internal::Lock());
     // What an earlier attempt has done is not nothing.
     for (Outcome nothing = Outcome::NothingToDo;; nothing = Outcome::Done) {
       if (verb == kInstall) {
@@ -610,6 +619,11 @@ class Driver {
         if (before.state == wanted) return As(nothing, before);
       }
       Result result = Run(target, verb);
+      if (verb == kRemove && result.outcome == Outcome::Busy && !target.Root()) {
+        // A removal looks for OBS before it looks for the plugin.
+        const Result found = Run(target, kStatus);
+        if (found.state == wanted && !found.detail) return As(nothing, found);
+      }
       if (result.outcome == Outcome::NothingToDo) return As(nothing, result);
       if (result.outcome == Outcome::Done) {
         result = Run(target, kStatus);

@@ -197,7 +197,8 @@ namespace K7kObsConnector
         public static readonly Target Standard = new Target("standard", null);
 
         /// <summary>The portable OBS in a folder; the program takes only an absolute path.</summary>
-        public static Target Portable(string obsRoot) => new Target("portable", obsRoot);
+        public static Target Portable(string obsRoot) =>
+            new Target("portable", obsRoot ?? throw new ArgumentNullException(nameof(obsRoot)));
 
         private Target(string kind, string root)
         {
@@ -252,37 +253,41 @@ namespace K7kObsConnector
             new Result(this, outcome, Reason, State, Detail, ObsRunning, retryable);
     }
 
-    /// <summary>Runs one command for each target at a time: other calls wait their turn.</summary>
+    /// <summary>Runs one command at a time: other calls wait their turn.</summary>
     public sealed class Driver
     {
-        private static readonly ConcurrentDictionary<string, object> Locks =
-            new ConcurrentDictionary<string, object>();
+        // For all targets: the same folder can be spelled in many ways.
+        private static readonly object Lock = new object();
+        // The systems' clocks bear no more.
+        private static readonly TimeSpan Longest = TimeSpan.FromMilliseconds(int.MaxValue);
         private readonly string[] command;
         private readonly TimeSpan timeout;
 
         /// <param name="command">The program, behind what starts it.</param>
-        /// <param name="timeout">Of each run; 120 seconds if there is none.</param>
+        /// <param name="timeout">Of each run; ten minutes if there is none.</param>
         public Driver(IEnumerable<string> command, TimeSpan? timeout = null)
         {
             this.command = command.ToArray();
-            this.timeout = timeout ?? TimeSpan.FromSeconds(120);
+            this.timeout = timeout ?? TimeSpan.FromMinutes(10);
+            if (this.timeout > Longest || this.timeout == Timeout.InfiniteTimeSpan)
+                this.timeout = Longest;
         }
 
-        public Result Status(Target target) => Alone(target, () => Run("status", target));
-        public Result Install(Target target) => Alone(target, () => Run("install", target));
-        public Result Remove(Target target) => Alone(target, () => Run("remove", target));
+        public Result Status(Target target) => Alone(() => Run("status", target));
+        public Result Install(Target target) => Alone(() => Run("install", target));
+        public Result Remove(Target target) => Alone(() => Run("remove", target));
 
         /// <summary>Installs unless it is installed already; the pause is a second unless told.</summary>
         public Result EnsureInstalled(Target target, int attempts = 3, TimeSpan? pause = null) =>
-            Alone(target, () => Ensure("install", Protocol.Valid, target, attempts, pause));
+            Alone(() => Ensure("install", Protocol.Valid, target, attempts, pause));
 
         /// <summary>Removes unless it is gone already; the pause is a second unless told.</summary>
         public Result EnsureRemoved(Target target, int attempts = 3, TimeSpan? pause = null) =>
-            Alone(target, () => Ensure("remove", Protocol.Absent, target, attempts, pause));
+            Alone(() => Ensure("remove", Protocol.Absent, target, attempts, pause));
 
-        private static Result Alone(Target target, Func<Result> call)
+        private static Result Alone(Func<Result> call)
         {
-            lock (Locks.GetOrAdd(target.Kind + " " + target.Root, _ => new object())) return call();
+            lock (Lock) return call();
         }
 
         private Result Ensure(string verb, string wanted, Target target, int attempts,
@@ -299,6 +304,12 @@ namespace K7kObsConnector
                     if (before.State == wanted) return before.As(nothing);
                 }
                 Result result = Run(verb, target);
+                if (verb == "remove" && result.Outcome == Outcome.Busy && target.Root == null)
+                {
+                    // A removal looks for OBS before it looks for the plugin.
+                    Result found = Run("status", target);
+                    if (found.State == wanted && found.Detail == null) return found.As(nothing);
+                }
                 if (result.Outcome == Outcome.NothingToDo) return result.As(nothing);
                 if (result.Outcome == Outcome.Done)
                 {
@@ -406,13 +417,21 @@ namespace K7kObsConnector
                 var readers = new[] { process.StandardOutput, process.StandardError }
                     .Select(stream => new Reader(stream.BaseStream, finished)).ToArray();
                 Reason? reason = null;
-                for (int ended = 0; ended < readers.Length && reason == null; ++ended)
+                try
                 {
-                    if (!finished.TryTake(out Reader reader, left())) reason = Reason.Timeout;
-                    else if (reader.TooMuch) reason = Reason.TooMuch;
+                    for (int ended = 0; ended < readers.Length && reason == null; ++ended)
+                    {
+                        if (!finished.TryTake(out Reader reader, left())) reason = Reason.Timeout;
+                        else if (reader.TooMuch) reason = Reason.TooMuch;
+                    }
+                    if (reason == null && !process.WaitForExit((int)left().TotalMilliseconds))
+                        reason = Reason.Timeout;
                 }
-                if (reason == null && !process.WaitForExit((int)left().TotalMilliseconds))
-                    reason = Reason.Timeout;
+                catch (ThreadInterruptedException)
+                {
+                    End(process);
+                    throw;
+                }
                 if (reason != null) End(process);
                 string output = readers[0].Text(), error = readers[1].Text();
                 // Windows has codes above those of an int.
@@ -518,10 +537,13 @@ namespace K7kObsConnector
                 var block = new byte[4096];
                 try
                 {
-                    for (int count = 1; count > 0 && !TooMuch;)
+                    using (stream)
                     {
-                        count = stream.Read(block, 0, block.Length);
-                        lock (data) data.Write(block, 0, count);
+                        for (int count = 1; count > 0 && !TooMuch;)
+                        {
+                            count = stream.Read(block, 0, block.Length);
+                            lock (data) data.Write(block, 0, count);
+                        }
                     }
                 }
                 catch (Exception failure) when (

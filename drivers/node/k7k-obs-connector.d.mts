@@ -32,11 +32,11 @@ export interface Tries {
   readonly pause?: number;
 }
 
-/** Runs one command for each target at a time: in one thread other calls wait their turn. */
+/** Runs one command at a time: in one thread other calls wait their turn. */
 export declare class Driver {
   /**
    * @param command the program, behind what starts it
-   * @param timeout in milliseconds for each run, 120000 unless told
+   * @param timeout in milliseconds for each run, 600000 unless told
    */
   constructor(command: readonly string[], timeout?: number);
   status(target: Target): Promise<Result>;

@@ -15,37 +15,38 @@ export const STANDARD = Object.freeze({ kind: "standard", arguments: Object.free
 
 /** The portable OBS in a folder; the program takes only an absolute path. */
 export function portable(obsRoot) {
-  return Object.freeze({ kind: "portable", arguments: Object.freeze([String(obsRoot)]) });
+  if (typeof obsRoot !== "string") throw new TypeError("an OBS root is a string");
+  return Object.freeze({ kind: "portable", arguments: Object.freeze([obsRoot]) });
 }
 
-/** Runs one command for each target at a time: in one thread other calls wait their turn. */
+/** Runs one command at a time: in one thread other calls wait their turn. */
 export class Driver {
   #command;
   #timeout;
 
-  constructor(command, timeout = 120_000) {
+  constructor(command, timeout = 600_000) {
     this.#command = [...command];
     this.#timeout = timeout;
   }
 
   status(target) {
-    return inTurn(target, () => this.#run("status", target));
+    return inTurn(() => this.#run("status", target));
   }
 
   install(target) {
-    return inTurn(target, () => this.#run("install", target));
+    return inTurn(() => this.#run("install", target));
   }
 
   remove(target) {
-    return inTurn(target, () => this.#run("remove", target));
+    return inTurn(() => this.#run("remove", target));
   }
 
   ensureInstalled(target, { attempts = 3, pause = 1000 } = {}) {
-    return inTurn(target, () => this.#ensure("install", VALID, target, attempts, pause));
+    return inTurn(() => this.#ensure("install", VALID, target, attempts, pause));
   }
 
   ensureRemoved(target, { attempts = 3, pause = 1000 } = {}) {
-    return inTurn(target, () => this.#ensure("remove", ABSENT, target, attempts, pause));
+    return inTurn(() => this.#ensure("remove", ABSENT, target, attempts, pause));
   }
 
   async #ensure(verb, wanted, target, attempts, pause) {
@@ -58,6 +59,13 @@ export class Driver {
         if (before.state === wanted) return changed(before, { outcome: nothing });
       }
       let result = await this.#run(verb, target);
+      if (verb === "remove" && result.outcome === Outcome.busy && target.kind === "standard") {
+        // A removal looks for OBS before it looks for the plugin.
+        const found = await this.#run("status", target);
+        if (found.state === wanted && found.detail === null) {
+          return changed(found, { outcome: nothing });
+        }
+      }
       if (result.outcome === Outcome.nothingToDo) return changed(result, { outcome: nothing });
       if (result.outcome === Outcome.done) {
         result = await this.#run("status", target);
@@ -77,12 +85,12 @@ export class Driver {
   }
 }
 
-const turns = new Map(); // of each target to the end of its last call
+let turn = Promise.resolve(); // the end of the last call, on whatever target: a folder can be
+                              // spelled in many ways
 
-function inTurn(target, call) {
-  const key = JSON.stringify(target);
-  const result = (turns.get(key) ?? Promise.resolve()).then(call);
-  turns.set(key, result.catch(() => {}));
+function inTurn(call) {
+  const result = turn.then(call);
+  turn = result.catch(() => {});
   return result;
 }
 
@@ -115,7 +123,7 @@ function runProgram([program, ...rest], timeout) {
     let reason = null;
     const end = (why) => {
       reason ??= why;
-      endTree(child.pid);
+      endTree(child);
       clearTimeout(timer);
       timer = setTimeout(finish, GRACE); // what has left the run's process group may hold a stream
     };
@@ -125,6 +133,7 @@ function runProgram([program, ...rest], timeout) {
       clearTimeout(timer);
       child.stdout.destroy();
       child.stderr.destroy();
+      child.unref(); // so that one that cannot be ended does not hold up the caller's end
       const exitCode = signal ? 128 + constants.signals[signal] : code;
       const [stdout, stderr] = texts.map((text) => text());
       resolve(changed(NO_ANSWER, { reason, exitCode: reason ? null : exitCode, stdout, stderr }));
@@ -137,6 +146,7 @@ function runProgram([program, ...rest], timeout) {
 function collected(stream, end) {
   const blocks = [];
   let size = 0;
+  stream.on("error", () => {}); // the run's end follows
   stream.on("data", (block) => {
     blocks.push(block);
     size += block.length;
@@ -148,17 +158,18 @@ function collected(stream, end) {
   return () => Buffer.concat(blocks).subarray(0, LIMIT).toString("utf8");
 }
 
-function endTree(pid) {
-  if (WINDOWS) {
-    const taskkill = join(process.env.SystemRoot ?? "C:\\Windows", "System32", "taskkill.exe");
-    spawn(taskkill, ["/T", "/F", "/PID", String(pid)], { stdio: "ignore", windowsHide: true })
-      .on("error", () => {});
-    return;
-  }
+function endTree(child) {
   try {
-    process.kill(-pid, "SIGKILL");
+    if (!WINDOWS) {
+      process.kill(-child.pid, "SIGKILL");
+    } else if (child.exitCode === null && child.signalCode === null) { // else its number is free
+      const taskkill = join(process.env.SystemRoot ?? "C:\\Windows", "System32", "taskkill.exe");
+      const words = ["/T", "/F", "/PID", String(child.pid)];
+      const helper = spawn(taskkill, words, { stdio: "ignore", windowsHide: true });
+      helper.on("error", () => child.kill()).on("close", () => child.kill());
+    }
   } catch {
-    // It is gone.
+    child.kill(); // the group is gone, or the helper could not be started
   }
 }
 

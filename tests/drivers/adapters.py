@@ -7,7 +7,8 @@ percent encoding. An empty line ends the request; the end of the input ends the 
     call         status, install, remove, ensureInstalled or ensureRemoved
     target       the OBS root of a portable target; not there for the standard one
     timeoutMs, attempts, pauseMs
-    parallel     how often it makes the call, all at the same time
+    parallel     how often it makes the call, all at the same time; each time a target gets one "/"
+                 more, and is the same folder
 
 For each of these calls it writes the result's fields in the same way, and then an empty line. A
 field without a value is left out.

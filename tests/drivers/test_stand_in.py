@@ -192,7 +192,8 @@ def test_calls_wait_for_the_whole_of_an_ensure_call(ask, play):
 
 
 def test_pause_is_kept_between_attempts(ask, play):
-    played = play(*(run_of(answer) for answer in ("busy", "busy", "nothing removed")))
+    played = play(*(run_of(answer) for answer in
+                    ("busy", "valid", "busy", "valid", "nothing removed")))
     begin = time.monotonic()
     [[result, _]] = ask(played.command, "ensureRemoved", pause_ms=400)
     assert result.outcome == "done"

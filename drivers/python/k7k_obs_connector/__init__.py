@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import contextlib
 import dataclasses
 import enum
 import itertools
@@ -19,6 +20,7 @@ __all__ = ["STANDARD", "Driver", "Outcome", "Reason", "Result", "Target", "porta
 
 _LIMIT = 64 * 1024  # bytes of a stream
 _GRACE = 1.0  # seconds for a run to vanish that was ended, and its streams
+_LONGEST = 2.0 ** 31 / 1000  # seconds; the systems' clocks bear no more
 
 
 @dataclasses.dataclass(frozen=True)
@@ -51,33 +53,33 @@ class Result:
 
 
 class Driver:
-    """Runs one command for each target at a time: in one process other calls wait their turn."""
+    """Runs one command at a time: in one process other calls wait their turn."""
 
-    def __init__(self, command: Sequence[str], timeout: float = 120.0) -> None:
+    def __init__(self, command: Sequence[str], timeout: float = 600.0) -> None:
         """command is the program, behind what starts it; timeout is in seconds for each run."""
         self._command = list(command)
-        self._timeout = timeout
+        self._timeout = min(timeout, _LONGEST)
 
     def status(self, target: Target) -> Result:
-        with _lock_of(target):
+        with _lock:
             return self._run("status", target)
 
     def install(self, target: Target) -> Result:
-        with _lock_of(target):
+        with _lock:
             return self._run("install", target)
 
     def remove(self, target: Target) -> Result:
-        with _lock_of(target):
+        with _lock:
             return self._run("remove", target)
 
     def ensure_installed(self, target: Target, attempts: int = 3, pause: float = 1.0) -> Result:
         """Installs unless it is installed already; pause is in seconds."""
-        with _lock_of(target):
+        with _lock:
             return self._ensure("install", _VALID, target, attempts, pause)
 
     def ensure_removed(self, target: Target, attempts: int = 3, pause: float = 1.0) -> Result:
         """Removes unless it is gone already; pause is in seconds."""
-        with _lock_of(target):
+        with _lock:
             return self._ensure("remove", _ABSENT, target, attempts, pause)
 
     def _ensure(self, verb: str, wanted: str, target: Target, attempts: int,
@@ -92,6 +94,11 @@ class Driver:
                 if before.state == wanted:
                     return dataclasses.replace(before, outcome=nothing)
             result = self._run(verb, target)
+            if verb == "remove" and result.outcome is Outcome.BUSY and target == STANDARD:
+                # A removal looks for OBS before it looks for the plugin.
+                found = self._run("status", target)
+                if found.state == wanted and found.detail is None:
+                    return dataclasses.replace(found, outcome=nothing)
             if result.outcome is Outcome.NOTHING_TO_DO:
                 return dataclasses.replace(result, outcome=nothing)
             if result.outcome is Outcome.DONE:
@@ -110,11 +117,7 @@ class Driver:
         return run if run.reason else _read(command, run)
 
 
-_locks: Dict[Target, threading.Lock] = {}
-
-
-def _lock_of(target: Target) -> threading.Lock:
-    return _locks.setdefault(target, threading.Lock())
+_lock = threading.Lock()  # one for all targets: the same folder can be spelled in many ways
 
 
 def _run_program(arguments: Sequence[str], timeout: float) -> Result:
@@ -128,9 +131,9 @@ def _run_program(arguments: Sequence[str], timeout: float) -> Result:
         return Result(Outcome.UNAVAILABLE, Reason.NOT_STARTED)
     assert process.stdout and process.stderr
     finished: queue.SimpleQueue[_Reader] = queue.SimpleQueue()
-    readers = [_Reader(stream, finished) for stream in (process.stdout, process.stderr)]
     reason = None
     try:
+        readers = [_Reader(stream, finished) for stream in (process.stdout, process.stderr)]
         for _ in readers:
             if len(finished.get(timeout=max(0.0, end - time.monotonic())).data) > _LIMIT:
                 reason = Reason.TOO_MUCH
@@ -139,6 +142,11 @@ def _run_program(arguments: Sequence[str], timeout: float) -> Result:
             process.wait(max(0.0, end - time.monotonic()))
     except (queue.Empty, subprocess.TimeoutExpired):
         reason = Reason.TIMEOUT
+    except BaseException:  # such as an interrupt from the keyboard
+        _end(process)
+        raise
+    if reason is None and _children_are_ignored():
+        return Result(Outcome.UNAVAILABLE, Reason.CRASHED)  # nobody is told the exit code
     if reason:
         _end(process)
     for reader in readers:
@@ -161,13 +169,13 @@ class _Reader(threading.Thread):
         self.start()
 
     def run(self) -> None:
-        with self._stream:
+        with self._stream, contextlib.suppress(OSError):
             while len(self.data) <= _LIMIT:
                 block = self._stream.read(_LIMIT)
                 if not block:
                     break
                 self.data += block
-            self._finished.put(self)
+        self._finished.put(self)
 
 
 if sys.platform == "win32":
@@ -178,20 +186,27 @@ if sys.platform == "win32":
         taskkill = os.path.join(system, "System32", "taskkill.exe")
         subprocess.run([taskkill, "/T", "/F", "/PID", str(process.pid)], check=False,
                        creationflags=_NO_WINDOW, stdin=subprocess.DEVNULL,
-                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+                       stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL, timeout=_GRACE)
+
+    def _children_are_ignored() -> bool:
+        return False
 else:
     _NO_WINDOW = 0
 
     def _end_tree(process: subprocess.Popen[bytes]) -> None:
         os.killpg(process.pid, signal.SIGKILL)
 
+    def _children_are_ignored() -> bool:
+        return signal.getsignal(signal.SIGCHLD) is signal.SIG_IGN
+
 
 def _end(process: subprocess.Popen[bytes]) -> None:
-    try:
+    # It may not be ours to end, or the system holds on to it.
+    with contextlib.suppress(OSError, subprocess.TimeoutExpired):
         _end_tree(process)
+    with contextlib.suppress(OSError, subprocess.TimeoutExpired):
+        process.kill()
         process.wait(_GRACE)
-    except (OSError, subprocess.TimeoutExpired):
-        pass  # it is not ours to end, or the system holds on to it
 
 
 def _read(command: _Command, run: Result) -> Result:

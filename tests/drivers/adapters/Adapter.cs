@@ -37,10 +37,10 @@ internal static class Adapter
         Console.Write("\n");
     }
 
-    private static Result Call(Driver driver, Dictionary<string, string> fields)
+    private static Result Call(Driver driver, Dictionary<string, string> fields, int number)
     {
         Target target = fields.ContainsKey("target")
-            ? Target.Portable(fields["target"]) : Target.Standard;
+            ? Target.Portable(fields["target"] + new string('/', number)) : Target.Standard;
         int attempts = int.Parse(fields["attempts"]);
         TimeSpan pause = TimeSpan.FromMilliseconds(int.Parse(fields["pauseMs"]));
         switch (fields["call"])
@@ -73,7 +73,7 @@ internal static class Adapter
             TimeSpan timeout = TimeSpan.FromMilliseconds(int.Parse(fields["timeoutMs"]));
             var driver = new Driver(command, timeout);
             var calls = Enumerable.Range(0, int.Parse(fields["parallel"]))
-                .Select(_ => Start(() => Call(driver, fields))).ToArray();
+                .Select(number => Start(() => Call(driver, fields, number))).ToArray();
             foreach (Task<Result> call in calls) Tell(call.Result);
             Console.Out.Flush();
             command.Clear();

@@ -74,10 +74,12 @@ Asked ReadAsked() {
   return asked;
 }
 
-Result Call(const Driver& driver, std::map<std::string, std::string> fields) {
-  const Target target = fields.count("target")
-                            ? Target::Portable(std::filesystem::u8path(fields["target"]))
-                            : Target::Standard();
+Result Call(const Driver& driver, std::map<std::string, std::string> fields, std::size_t number) {
+  const auto asked = fields.find("target");
+  const Target target =
+      asked == fields.end()
+          ? Target::Standard()
+          : Target::Portable(std::filesystem::u8path(asked->second + std::string(number, '/')));
   const int attempts = std::stoi(fields["attempts"]);
   const std::chrono::milliseconds pause(std::stoi(fields["pauseMs"]));
   const std::string call = fields["call"];
@@ -95,8 +97,9 @@ int main() {
     const std::chrono::milliseconds timeout(std::stoi(asked.fields["timeoutMs"]));
     const Driver driver(asked.command, timeout);
     std::vector<std::future<Result>> calls;
-    for (int count = std::stoi(asked.fields["parallel"]); count > 0; --count) {
-      calls.push_back(std::async(std::launch::async, [&] { return Call(driver, asked.fields); }));
+    for (std::size_t number = 0; number < std::stoul(asked.fields["parallel"]); ++number) {
+      calls.push_back(std::async(std::launch::async,
+                                 [&, number] { return Call(driver, asked.fields, number); }));
     }
     for (std::future<Result>& call : calls) Tell(call.get());
     std::cout.flush();

@@ -6,10 +6,11 @@ import { Driver, STANDARD, portable } from "../../../drivers/node/k7k-obs-connec
 
 async function answer(command, fields) {
   const driver = new Driver(command, Number(fields.timeoutMs));
-  const target = fields.target === undefined ? STANDARD : portable(fields.target);
+  const target = (number) =>
+    fields.target === undefined ? STANDARD : portable(fields.target + "/".repeat(number));
   const tries = { attempts: Number(fields.attempts), pause: Number(fields.pauseMs) };
   const calls = Array.from({ length: Number(fields.parallel) },
-    () => driver[fields.call](target, tries));
+    (_, number) => driver[fields.call](target(number), tries));
   for (const result of await Promise.all(calls)) {
     for (const [key, value] of Object.entries(result)) {
       if (value !== null) console.log(key, encodeURIComponent(value));

@@ -22,8 +22,8 @@ def requests():
             command, fields = [], {}
 
 
-def call(driver, fields):
-    target = portable(fields["target"]) if "target" in fields else STANDARD
+def call(driver, fields, number):
+    target = portable(fields["target"] + "/" * number) if "target" in fields else STANDARD
     tries = {"attempts": int(fields["attempts"]), "pause": int(fields["pauseMs"]) / 1000}
     return {
         "status": lambda: driver.status(target),
@@ -49,7 +49,8 @@ def main():
     for command, fields in requests():
         driver = Driver(command, int(fields["timeoutMs"]) / 1000)
         with ThreadPoolExecutor(int(fields["parallel"])) as pool:
-            calls = [pool.submit(call, driver, fields) for _ in range(int(fields["parallel"]))]
+            calls = [pool.submit(call, driver, fields, number)
+                     for number in range(int(fields["parallel"]))]
         for each in calls:
             told(each.result())
         sys.stdout.flush()
