@@ -613,12 +613,11 @@ class Driver {
     const std::lock_guard<std::mutex> lock(internal::Lock());
     // What an earlier attempt has done is not nothing.
     for (Outcome nothing = Outcome::NothingToDo;; nothing = Outcome::Done) {
-      if (verb == kInstall) {
-        const Result before = Run(target, kStatus);
-        if (before.outcome != Outcome::Done) return before;
-        if (before.state == wanted) return As(nothing, before);
-      }
-      Result result = Run(target, verb);
+      std::optional<Result> before;
+      if (verb == kInstall) before = Run(target, kStatus);
+      if (before && before->state == wanted) return As(nothing, *before);
+      const bool acts = !before || before->outcome == Outcome::Done;
+      Result result = acts ? Run(target, verb) : *before;
       if (verb == kRemove && result.outcome == Outcome::Busy && !target.Root()) {
         // A removal looks for OBS before it looks for the plugin.
         const Result found = Run(target, kStatus);
@@ -627,9 +626,11 @@ class Driver {
       if (result.outcome == Outcome::NothingToDo) return As(nothing, result);
       if (result.outcome == Outcome::Done) {
         result = Run(target, kStatus);
-        if (result.outcome != Outcome::Done || result.state == wanted) return result;
-        result.outcome = Outcome::Failed;
-        result.retryable = true;
+        if (result.state == wanted) return result;
+        if (result.outcome == Outcome::Done) {
+          result.outcome = Outcome::Failed;
+          result.retryable = true;
+        }
       }
       if (!result.retryable || --attempts < 1) return result;
       std::this_thread::sleep_for(pause);

@@ -297,13 +297,10 @@ namespace K7kObsConnector
             {
                 // What an earlier attempt has done is not nothing.
                 Outcome nothing = attempt == 1 ? Outcome.NothingToDo : Outcome.Done;
-                if (verb == "install")
-                {
-                    Result before = Run("status", target);
-                    if (before.Outcome != Outcome.Done) return before;
-                    if (before.State == wanted) return before.As(nothing);
-                }
-                Result result = Run(verb, target);
+                Result before = verb == "install" ? Run("status", target) : null;
+                if (before?.State == wanted) return before.As(nothing);
+                bool acts = before == null || before.Outcome == Outcome.Done;
+                Result result = acts ? Run(verb, target) : before;
                 if (verb == "remove" && result.Outcome == Outcome.Busy && target.Root == null)
                 {
                     // A removal looks for OBS before it looks for the plugin.
@@ -314,8 +311,9 @@ namespace K7kObsConnector
                 if (result.Outcome == Outcome.Done)
                 {
                     result = Run("status", target);
-                    if (result.Outcome != Outcome.Done || result.State == wanted) return result;
-                    result = result.As(Outcome.Failed, retryable: true);
+                    if (result.State == wanted) return result;
+                    if (result.Outcome == Outcome.Done)
+                        result = result.As(Outcome.Failed, retryable: true);
                 }
                 if (!result.Retryable || attempt >= attempts) return result;
                 Thread.Sleep(pause ?? TimeSpan.FromSeconds(1));

@@ -53,12 +53,10 @@ export class Driver {
     for (let attempt = 1; ; ++attempt) {
       // What an earlier attempt has done is not nothing.
       const nothing = attempt === 1 ? Outcome.nothingToDo : Outcome.done;
-      if (verb === "install") {
-        const before = await this.#run("status", target);
-        if (before.outcome !== Outcome.done) return before;
-        if (before.state === wanted) return changed(before, { outcome: nothing });
-      }
-      let result = await this.#run(verb, target);
+      const before = verb === "install" ? await this.#run("status", target) : null;
+      if (before?.state === wanted) return changed(before, { outcome: nothing });
+      let result = !before || before.outcome === Outcome.done
+        ? await this.#run(verb, target) : before;
       if (verb === "remove" && result.outcome === Outcome.busy && target.kind === "standard") {
         // A removal looks for OBS before it looks for the plugin.
         const found = await this.#run("status", target);
@@ -69,8 +67,10 @@ export class Driver {
       if (result.outcome === Outcome.nothingToDo) return changed(result, { outcome: nothing });
       if (result.outcome === Outcome.done) {
         result = await this.#run("status", target);
-        if (result.outcome !== Outcome.done || result.state === wanted) return result;
-        result = changed(result, { outcome: Outcome.failed, retryable: true });
+        if (result.state === wanted) return result;
+        if (result.outcome === Outcome.done) {
+          result = changed(result, { outcome: Outcome.failed, retryable: true });
+        }
       }
       if (!result.retryable || attempt >= attempts) return result;
       await delay(pause);

@@ -87,13 +87,13 @@ class Driver:
         for attempt in itertools.count(1):
             # What an earlier attempt has done is not nothing.
             nothing = Outcome.NOTHING_TO_DO if attempt == 1 else Outcome.DONE
-            if verb == "install":
-                before = self._run("status", target)
-                if before.outcome is not Outcome.DONE:
-                    return before
-                if before.state == wanted:
-                    return dataclasses.replace(before, outcome=nothing)
-            result = self._run(verb, target)
+            before = self._run("status", target) if verb == "install" else None
+            if before and before.state == wanted:
+                return dataclasses.replace(before, outcome=nothing)
+            if before and before.outcome is not Outcome.DONE:
+                result = before
+            else:
+                result = self._run(verb, target)
             if verb == "remove" and result.outcome is Outcome.BUSY and target == STANDARD:
                 # A removal looks for OBS before it looks for the plugin.
                 found = self._run("status", target)
@@ -103,9 +103,10 @@ class Driver:
                 return dataclasses.replace(result, outcome=nothing)
             if result.outcome is Outcome.DONE:
                 result = self._run("status", target)
-                if result.outcome is not Outcome.DONE or result.state == wanted:
+                if result.state == wanted:
                     return result
-                result = dataclasses.replace(result, outcome=Outcome.FAILED, retryable=True)
+                if result.outcome is Outcome.DONE:
+                    result = dataclasses.replace(result, outcome=Outcome.FAILED, retryable=True)
             if not result.retryable or attempt >= attempts:
                 return result
             time.sleep(pause)
