@@ -8,9 +8,9 @@ from platforms import REPOSITORY
 
 PLUGIN = (REPOSITORY / "deploy" / "ansible" / "roles" / "k7k_obs_connector" / "filter_plugins"
           / "k7k_obs_connector.py")
-SPEC = importlib.util.spec_from_file_location("role", PLUGIN)
-role = importlib.util.module_from_spec(SPEC)
-SPEC.loader.exec_module(role)
+FOUND = importlib.util.spec_from_file_location("role", PLUGIN)
+role = importlib.util.module_from_spec(FOUND)
+FOUND.loader.exec_module(role)
 
 
 def judged(target, code, out="", err="", **more):

@@ -30,11 +30,11 @@ def test_command_is_taken_and_finds_the_hosts(folder, fleet, command):
 
 
 def test_every_variable_is_told():
-    spec = yaml.safe_load((ROLE / "meta" / "argument_specs.yml").read_text(encoding="utf-8"))
+    described = yaml.safe_load((ROLE / "meta" / "argument_specs.yml").read_text(encoding="utf-8"))
     defaults = yaml.safe_load((ROLE / "defaults" / "main.yml").read_text(encoding="utf-8"))
     table = PAGE[PAGE.index("| Variable |"):PAGE.index("## Running it")]
     told = set(re.findall(r"`(k7k_[a-z_]+)`", table))
-    assert told == set(spec["argument_specs"]["main"]["options"]) == {*defaults, "k7k_package"}
+    assert told == set(described["argument_specs"]["main"]["options"]) == {*defaults, "k7k_package"}
 
 
 def test_every_outcome_is_told():
