@@ -29,9 +29,26 @@ bool CompareFiles(const Path& bundle, TargetOf target_of, std::uint64_t* bytes) 
   return true;
 }
 
+// Below the data folder.
+Path DataPath(const RequiredFile& file) { return Path(file.path).lexically_relative(L"data"); }
+
 }  // namespace
 
 Path PluginFolderIn(const Path& plugin_parent) { return plugin_parent / L"k7k-obs-audio"; }
+
+std::vector<Path> InstalledFiles(const Path& installed) {
+  std::vector<Path> files;
+  for (const RequiredFile& file : RequiredFiles) files.push_back(installed / file.path);
+  return files;
+}
+
+std::vector<Path> PortableDataFiles(const Path& data) {
+  std::vector<Path> files;
+  for (std::size_t i = 1; i < RequiredFiles.size(); ++i) {
+    files.push_back(data / DataPath(RequiredFiles[i]));
+  }
+  return files;
+}
 
 CopyVerdict CheckInstalledCopy(const Path& plugin_parent, const Path& bundle,
                                std::wstring* detail) {
@@ -61,7 +78,7 @@ bool ComparePortableFiles(const Path& bundle, const Path& library, const Path& d
                           std::uint64_t* bytes) {
   const auto target_of = [&](const RequiredFile& file) {
     if (&file == &RequiredFiles.front()) return library;
-    return data / Path(file.path).lexically_relative(L"data");
+    return data / DataPath(file);
   };
   return CompareFiles(bundle, target_of, bytes);
 }

@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "bundle/copy_verdict.h"
 #include "fs/disk.h"
@@ -12,6 +13,11 @@ namespace k7k {
 
 // The plugin's folder in a plugin parent folder: the two joined, nothing resolved or checked.
 Path PluginFolderIn(const Path& plugin_parent);
+
+// Where the required files lie in an installed copy, and the data files of a portable one in its
+// data folder.
+std::vector<Path> InstalledFiles(const Path& installed);
+std::vector<Path> PortableDataFiles(const Path& data);
 
 // The verdict on the copy in plugin_parent: it must be a complete bundle itself, the bundle must be
 // valid too, and their required files must be the same. bytes: the sizes of the installed files

@@ -106,7 +106,7 @@ class PosixDisk : public Disk {
 
   bool Flush(const Path& path) override {
     const FileDescriptor entry(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
-    if (!entry) return errno == EACCES && Status(path) == FileStatus::Folder;
+    if (!entry) return errno == EACCES;
     return ::fsync(entry.Get()) == 0 || errno == EINVAL;  // no flush is known there (fsync(2))
   }
 

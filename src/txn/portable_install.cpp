@@ -11,6 +11,7 @@
 #include "fs/staging_copy.h"
 #include "fs/transaction_path.h"
 #include "targets/portable_target.h"
+#include "txn/flush_rename.h"
 #include "txn/retrying_move.h"
 
 namespace k7k {
@@ -27,7 +28,6 @@ struct Piece {
   int MoveAside() const { return existed ? RetryingMove(target, backup) : 0; }
   int MoveIn() const { return RetryingMove(staging, target); }
   int Restore() const { return existed ? RetryingMove(backup, target) : 0; }
-  bool MakeDurable() const { return CurrentDisk().Flush(target.parent_path()); }
 };
 
 struct PortablePieces {
@@ -145,7 +145,10 @@ InstallOutcome Commit(const Path& bundle, const PortablePieces& pieces, std::wst
                    InstallOutcome::RolledBack);
   }
   // No old piece goes before a power cut can no longer take either new one back.
-  const bool durable = pieces.dll.MakeDurable() && pieces.data.MakeDurable();
+  const Path& dll = pieces.dll.target;
+  const Path& data = pieces.data.target;
+  const bool dll_durable = FlushRename(dll, dll);
+  const bool durable = FlushRename(data, PortableDataFiles(data).front()) && dll_durable;
   if (pieces.dll.existed && !(durable && RemoveTree(pieces.dll.backup))) {
     Explain(detail, L"Portable plugin installed; DLL backup remains", InstallOutcome::Installed);
   }

@@ -1,8 +1,10 @@
 #include "txn/portable_removal.h"
 
+#include "bundle/installed_copy.h"
 #include "fs/detail.h"
 #include "fs/transaction_path.h"
 #include "targets/portable_target.h"
+#include "txn/flush_rename.h"
 #include "txn/retrying_move.h"
 
 namespace k7k {
@@ -45,8 +47,10 @@ RemovalOutcome RemovePortablePlugin(const Path& root, std::wstring* detail,
   }
 
   // Not before a power cut can no longer put what is being deleted back into its place.
-  const bool durable = (!dll_existed || CurrentDisk().Flush(dll.parent_path())) &&
-                       (!data_existed || CurrentDisk().Flush(data.parent_path()));
+  const bool dll_durable = !dll_existed || FlushRename(dll_backup, dll_backup);
+  const bool data_durable =
+      !data_existed || FlushRename(data_backup, FirstFile(PortableDataFiles(data_backup)));
+  const bool durable = dll_durable && data_durable;
   const bool dll_deleted = !dll_existed || (durable && RemoveTree(dll_backup));
   const bool data_deleted = !data_existed || (durable && RemoveTree(data_backup));
   if (dll_deleted && data_deleted) return RemovalOutcome::Removed;

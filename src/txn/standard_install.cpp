@@ -6,6 +6,7 @@
 #include "fs/path_identity.h"
 #include "fs/staging_copy.h"
 #include "fs/transaction_path.h"
+#include "txn/flush_rename.h"
 #include "txn/retrying_move.h"
 
 namespace k7k {
@@ -95,7 +96,7 @@ InstallOutcome InstallPlugin(const Path& payload, const Path& plugin_parent, std
   }
 
   // The old copy goes only when a power cut can no longer take the new one back.
-  const bool durable = CurrentDisk().Flush(plugin_parent);
+  const bool durable = FlushRename(destination, InstalledFiles(destination).front());
   if (backup_made && !(durable && RemoveTree(backup))) {
     return Explain(detail, L"Plugin was installed, but its private backup remains",
                    InstallOutcome::Installed);

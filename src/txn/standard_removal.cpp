@@ -5,6 +5,7 @@
 #include "fs/path_identity.h"
 #include "fs/transaction_path.h"
 #include "fs/tree_inspection.h"
+#include "txn/flush_rename.h"
 #include "txn/retrying_move.h"
 
 namespace k7k {
@@ -49,7 +50,9 @@ RemovalOutcome RemovePlugin(const Path& plugin_parent, std::wstring* detail,
   }
 
   // Not before a power cut can no longer put what is being deleted back into its place.
-  if (disk.Flush(plugin_parent) && RemoveTree(backup)) return RemovalOutcome::Removed;
+  if (FlushRename(backup, FirstFile(InstalledFiles(backup))) && RemoveTree(backup)) {
+    return RemovalOutcome::Removed;
+  }
   if (RetryingMove(backup, destination) != 0) {
     return Explain(detail, L"Plugin removal failed and its backup could not be restored",
                    RemovalOutcome::Failed);

@@ -57,7 +57,12 @@ void CopyEntries(const Path& from, const Path& to, std::vector<Path>& folders) {
 void CopyTree(const Path& from, const Path& to) {
   std::vector<Path> folders;
   CopyEntries(from, to, folders);
-  for (const Path& folder : folders) FlushFolder(folder);
+  for (const Path& folder : folders) Flush(folder);
+}
+
+void FlushRename(const Path& renamed, const Path& file) {
+  Flush(renamed.parent_path());
+  Flush(file);
 }
 
 void RemoveTree(const Path& folder) {
@@ -94,14 +99,14 @@ void InstallStandard(const Path& bundle, const Path& plugin) {
   Rename(plugin, backup);
   Rename(staging, plugin);
   Hash(PiecesOf(plugin));
-  FlushFolder(plugin.parent_path());
+  FlushRename(plugin, PiecesOf(plugin).library);
   RemoveTree(backup);
 }
 
 void RemoveStandard(const Path& plugin) {
   const Path backup = plugin.parent_path() / "floor-backup";
   Rename(plugin, backup);
-  FlushFolder(plugin.parent_path());
+  FlushRename(backup, PiecesOf(backup).library);
   RemoveTree(backup);
 }
 
@@ -119,9 +124,12 @@ void RenameBoth(const Pieces& from, const Pieces& to) {
   Rename(from.data, to.data);
 }
 
-void RemoveFlushed(const Pieces& backup) {
-  FlushFolder(backup.library.parent_path());
-  FlushFolder(backup.data.parent_path());
+void FlushRenames(const Pieces& renamed) {
+  FlushRename(renamed.library, renamed.library);
+  FlushRename(renamed.data, renamed.data / "locale" / "en-US.ini");
+}
+
+void RemovePieces(const Pieces& backup) {
   RemoveFile(backup.library);
   RemoveTree(backup.data);
 }
@@ -136,13 +144,15 @@ void InstallPortable(const Path& bundle, const Pieces& target) {
   RenameBoth(target, backup);
   RenameBoth(staging, target);
   Compare(PiecesOf(bundle), target);
-  RemoveFlushed(backup);
+  FlushRenames(target);
+  RemovePieces(backup);
 }
 
 void RemovePortable(const Pieces& target) {
   const Pieces backup = Beside(target, "floor-backup");
   RenameBoth(target, backup);
-  RemoveFlushed(backup);
+  FlushRenames(backup);
+  RemovePieces(backup);
 }
 
 void Run(std::string_view command, const Path& bundle, const Path& place) {

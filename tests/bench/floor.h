@@ -22,7 +22,7 @@ Digest HashFile(const Path& file);  // SHA-256, read in pieces of 64 KiB
 std::vector<Entry> ListFolder(const Path& folder);
 void CopyFlushed(const Path& from, const Path& to);  // a file; the copy is flushed
 void CreateFolder(const Path& folder);
-void FlushFolder(const Path& folder);
+void Flush(const Path& path);  // a file or a folder
 void Rename(const Path& from, const Path& to);
 void RemoveFile(const Path& file);
 void RemoveFolder(const Path& folder);  // an empty one

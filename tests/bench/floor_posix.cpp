@@ -20,7 +20,7 @@ int Open(const Path& path, int flags) {
   return file;
 }
 
-void Flush(int file, const Path& path) {
+void FlushOpened(int file, const Path& path) {
   if (::fsync(file) != 0) Fail("fsync", path);
 }
 
@@ -61,7 +61,7 @@ void CopyFlushed(const Path& from, const Path& to) {
   while ((count = ::copy_file_range(input, nullptr, output, nullptr, INT_MAX, 0)) > 0) {
   }
   if (count < 0) Fail("copy_file_range", to);
-  Flush(output, to);
+  FlushOpened(output, to);
   ::close(output);
   ::close(input);
 }
@@ -70,9 +70,9 @@ void CreateFolder(const Path& folder) {
   if (::mkdir(folder.c_str(), 0777) != 0) Fail("mkdir", folder);
 }
 
-void FlushFolder(const Path& folder) {
-  const int opened = Open(folder, O_RDONLY | O_DIRECTORY);
-  Flush(opened, folder);
+void Flush(const Path& path) {
+  const int opened = Open(path, O_RDONLY);
+  FlushOpened(opened, path);
   ::close(opened);
 }
 

@@ -19,12 +19,6 @@ HANDLE Open(const Path& path, DWORD access) {
   return file;
 }
 
-void Flush(const Path& path) {
-  const HANDLE file = Open(path, GENERIC_WRITE);
-  if (!::FlushFileBuffers(file)) Fail("FlushFileBuffers", path);
-  ::CloseHandle(file);
-}
-
 BCRYPT_ALG_HANDLE OpenProvider() {
   BCRYPT_ALG_HANDLE provider = nullptr;
   if (::BCryptOpenAlgorithmProvider(&provider, BCRYPT_SHA256_ALGORITHM, nullptr, 0) < 0) {
@@ -77,7 +71,11 @@ void CreateFolder(const Path& folder) {
   if (!::CreateDirectoryW(folder.c_str(), nullptr)) Fail("CreateDirectory", folder);
 }
 
-void FlushFolder(const Path& folder) { Flush(folder); }
+void Flush(const Path& path) {
+  const HANDLE file = Open(path, GENERIC_WRITE);
+  if (!::FlushFileBuffers(file)) Fail("FlushFileBuffers", path);
+  ::CloseHandle(file);
+}
 
 void Rename(const Path& from, const Path& to) {
   if (!::MoveFileExW(from.c_str(), to.c_str(), 0)) Fail("MoveFileEx", from);

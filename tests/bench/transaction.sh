@@ -5,7 +5,7 @@
 set -eu
 command=$1 bundle=$2 plugins=$3
 files=(bin/64bit/k7k-obs-audio.dll data/locale/{en-US,zh-TW,zh-CN,ja-JP,ko-KR}.ini)
-plugin=$plugins/k7k-obs-audio
+plugin=$plugins/k7k-obs-audio backup=$plugins/shell-backup
 
 # The manifest's first four lines are no digests.
 check() { (cd "$1" && tail -n +5 manifest.sha256 | sha256sum --check --strict --quiet -); }
@@ -25,7 +25,7 @@ case $command in
   [ "$(digests "$bundle")" = "$(digests "$plugin")" ]
   ;;
 --install-standard)
-  staging=$plugins/shell-staging backup=$plugins/shell-backup
+  staging=$plugins/shell-staging
   check "$bundle"
   cp -r "$bundle" "$staging"
   find "$staging" -depth -exec sync {} +
@@ -33,13 +33,13 @@ case $command in
   mv "$plugin" "$backup"
   mv "$staging" "$plugin"
   check "$plugin"
-  sync "$plugins"
+  sync "$plugins" "$plugin/${files[0]}"
   rm -r "$backup"
   ;;
 --remove-standard)
-  mv "$plugin" "$plugins/shell-backup"
-  sync "$plugins"
-  rm -r "$plugins/shell-backup"
+  mv "$plugin" "$backup"
+  sync "$plugins" "$backup/${files[0]}"
+  rm -r "$backup"
   ;;
 *) exit 64 ;;
 esac

@@ -1,6 +1,7 @@
 // The power cuts find what they are there to find: engines that flush too little or too late, made
-// by leaving out and delaying flushes of what the real one did. Which order finds it is known: with
-// the order of operations kept, a later flush covers what an earlier one should have.
+// by leaving out and delaying flushes of what the real one did. Which orders find it is known:
+// where the order of operations is kept, a later flush covers what an earlier one should have;
+// where only files count, flushes of folders are not missed.
 #include <gtest/gtest.h>
 
 #include "fs/staging_copy.h"
@@ -14,6 +15,8 @@ using Spoil = std::function<void(Log&, const std::vector<Asked>&)>;
 using IsMeant = std::function<bool(const Asked&)>;
 
 constexpr int kNeverGoOn = 1 << 24;  // it is multiplied once more
+
+const std::string kInstalledLibrary = std::string(kPluginFolder) + "/bin/64bit/k7k-obs-audio.dll";
 
 struct Found {
   std::size_t states = 0;
@@ -40,8 +43,12 @@ Found Find(const Transaction& transaction, Previous previous, const Spoil& spoil
 // In which orders something is found.
 std::string OrdersThatFind(const Transaction& transaction, Previous previous, const Spoil& spoil) {
   std::string orders;
-  if (Find(transaction, previous, spoil, Order::Kept).violations > 0) orders += "kept ";
-  if (Find(transaction, previous, spoil, Order::Any).violations > 0) orders += "any";
+  const auto finds = [&](Order order) {
+    return Find(transaction, previous, spoil, order).violations > 0;
+  };
+  if (finds(Order::Kept)) orders += "kept ";
+  if (finds(Order::Any)) orders += "any ";
+  if (finds(Order::AnyUntilAFileBelow)) orders += "below";
   return orders;
 }
 
@@ -87,8 +94,8 @@ void ChangeNothing(Log&, const std::vector<Asked>&) {}
 
 TEST(PowerCheck, NothingSpoilt_FindsNothing) { EXPECT_EQ(FoundInInstall(ChangeNothing), ""); }
 
-TEST(PowerCheck, InstallFlushesNothing_IsFoundInBothOrders) {
-  EXPECT_EQ(FoundInInstall(Without(IsFlush)), "kept any");
+TEST(PowerCheck, InstallFlushesNothing_IsFoundInEachOrder) {
+  EXPECT_EQ(FoundInInstall(Without(IsFlush)), "kept any below");
 }
 
 TEST(PowerCheck, InstallFlushesNothing_HundredsOfStatesAreLostAndHundredsAreNot) {
@@ -97,81 +104,100 @@ TEST(PowerCheck, InstallFlushesNothing_HundredsOfStatesAreLostAndHundredsAreNot)
       << found.lost << " of " << found.states << " states lost; the first: " << found.first;
 }
 
-TEST(PowerCheck, StagedCopyFlushedAfterTheSwap_IsFoundInBothOrders) {
-  EXPECT_EQ(FoundInInstall(Delayed(IsFlushInStaging, Call::Move)), "kept any");
+TEST(PowerCheck, StagedCopyFlushedAfterTheSwap_IsFoundInEachOrder) {
+  EXPECT_EQ(FoundInInstall(Delayed(IsFlushInStaging, Call::Move)), "kept any below");
 }
 
-TEST(PowerCheck, OneStagedFileNotFlushed_IsFoundInBothOrders) {
+TEST(PowerCheck, OneStagedFileNotFlushed_IsFoundInEachOrder) {
   const auto file = std::string(kPluginParent) + "/<staging>/data/locale/ko-KR.ini";
-  EXPECT_EQ(FoundInInstall(Without(FlushOf(file))), "kept any");
+  EXPECT_EQ(FoundInInstall(Without(FlushOf(file))), "kept any below");
 }
 
 TEST(PowerCheck, StagedFoldersNotFlushed_IsFoundInAnyOrder) {
-  EXPECT_EQ(FoundInInstall(Without(IsFlushOfStagedFolder)), "any");
+  EXPECT_EQ(FoundInInstall(Without(IsFlushOfStagedFolder)), "any ");
 }
 
-TEST(PowerCheck, BackupDeletedBeforeTheFlush_IsFoundInAnyOrder) {
-  EXPECT_EQ(FoundInInstall(Delayed(FlushOf(kPluginParent), Call::Remove)), "any");
+TEST(PowerCheck, BackupDeletedBeforeOneOfTheFlushes_IsFoundWhereThatIsTheOneThatCovers) {
+  EXPECT_EQ(FoundInInstall(Delayed(FlushOf(kPluginParent), Call::Remove)), "any ");
+  EXPECT_EQ(FoundInInstall(Delayed(FlushOf(kInstalledLibrary), Call::Remove)), "below");
 }
 
-TEST(PowerCheck, SwapNotFlushed_IsFoundInBothOrders) {
-  EXPECT_EQ(FoundInInstall(Without(FlushOf(kPluginParent))), "kept any");
+TEST(PowerCheck, SwapFlushedInOneWayAlone_IsFoundWhereThatDoesNotCover) {
+  EXPECT_EQ(FoundInInstall(Without(FlushOf(kPluginParent))), "any ");
+  EXPECT_EQ(FoundInInstall(Without(FlushOf(kInstalledLibrary))), "below");
+}
+
+TEST(PowerCheck, SwapNotFlushed_IsFoundInEachOrder) {
+  EXPECT_EQ(FoundInInstall(Without(
+                [](const Asked& asked) { return IsFlush(asked) && !IsFlushInStaging(asked); })),
+            "kept any below");
 }
 
 TEST(PowerCheck, NewParentNotFlushed_IsFoundInAnyOrder) {
   EXPECT_EQ(OrdersThatFind(StandardInstall(), Previous::Nothing,
                            Without(FlushOf("programdata/obs-studio"))),
-            "any");
+            "any ");
 }
 
-// The library's folder is flushed first, and the data's after it.
-TEST(PowerCheck, PortableInstallFlushesOneFolderAlone_IsFound) {
-  const auto found = [](const char* not_flushed) {
+// The library's flushes come first, and the data's after them.
+TEST(PowerCheck, PortableInstallLeavesOneFlushOut_IsFoundWhereThatIsTheOneThatCovers) {
+  const auto found = [](const std::string& not_flushed) {
     return OrdersThatFind(PortableInstall(), Previous::Older, Without(FlushOf(not_flushed)));
   };
-  EXPECT_EQ(found(kDllParent), "any");
-  EXPECT_EQ(found(kDataParent), "any");
+  EXPECT_EQ(found(kDllParent), "any ");
+  EXPECT_EQ(found(kDataParent), "any ");
+  EXPECT_EQ(found(kDll), "below");
+  EXPECT_EQ(found(std::string(kData) + "/locale/en-US.ini"), "below");
 }
 
-TEST(PowerCheck, PortableInstallDoesNotFlushTheLibrary_IsFoundInBothOrders) {
+TEST(PowerCheck, PortableInstallDoesNotFlushTheStagedLibrary_IsFoundInEachOrder) {
   const auto file = std::string(kDllParent) + "/<portable-dll-staging>";
-  EXPECT_EQ(OrdersThatFind(PortableInstall(), Previous::Older, Without(FlushOf(file))), "kept any");
+  EXPECT_EQ(OrdersThatFind(PortableInstall(), Previous::Older, Without(FlushOf(file))),
+            "kept any below");
 }
 
-TEST(PowerCheck, RemovalFlushesNothing_IsFoundInBothOrders) {
-  EXPECT_EQ(OrdersThatFind(StandardRemoval(), Previous::Older, Without(IsFlush)), "kept any");
-  EXPECT_EQ(OrdersThatFind(PortableRemoval(), Previous::Older, Without(IsFlush)), "kept any");
+TEST(PowerCheck, RemovalFlushesNothing_IsFoundInEachOrder) {
+  EXPECT_EQ(OrdersThatFind(StandardRemoval(), Previous::Older, Without(IsFlush)), "kept any below");
+  EXPECT_EQ(OrdersThatFind(PortableRemoval(), Previous::Older, Without(IsFlush)), "kept any below");
+}
+
+TEST(PowerCheck, RemovalFlushesFoldersAlone_IsFoundWhereThatCoversNothing) {
+  const auto files = Without([](const Asked& asked) {
+    return IsFlush(asked) && (asked.name.ends_with(".dll") || asked.name.ends_with("-dll>"));
+  });
+  EXPECT_EQ(OrdersThatFind(StandardRemoval(), Previous::Older, files), "below");
+  EXPECT_EQ(OrdersThatFind(PortableRemoval(), Previous::Older, files), "below");
 }
 
 TEST(PowerCheck, RemovalFlushesAfterTheDeletion_IsFoundInAnyOrder) {
   const auto late = Delayed(IsFlush, Call::Remove);
-  EXPECT_EQ(OrdersThatFind(StandardRemoval(), Previous::Older, late), "any");
-  EXPECT_EQ(OrdersThatFind(PortableRemoval(), Previous::Older, late), "any");
+  EXPECT_EQ(OrdersThatFind(StandardRemoval(), Previous::Older, late), "any below");
+  EXPECT_EQ(OrdersThatFind(PortableRemoval(), Previous::Older, late), "any below");
 }
 
 // Flushes do not mend a wrong order of changes.
-TEST(PowerCheck, EngineThatWorksInPlace_IsFoundInBothOrders) {
+TEST(PowerCheck, EngineThatWorksInPlace_IsFoundInEachOrder) {
   Transaction install = StandardInstall();
   install.run = [](const Sandbox& sandbox, std::wstring* detail, InjectedFailure) {
     CurrentDisk().RemoveAll(sandbox.At(kPluginFolder));
     return StageCopy(sandbox.At(kBundle), sandbox.At(kPluginFolder), detail) ? 0 : 1;
   };
-  EXPECT_EQ(OrdersThatFind(install, Previous::Older, ChangeNothing), "kept any");
+  EXPECT_EQ(OrdersThatFind(install, Previous::Older, ChangeNothing), "kept any below");
   Transaction removal = StandardRemoval();
   removal.run = [](const Sandbox& sandbox, std::wstring*, InjectedFailure) {
     const bool removed = CurrentDisk().RemoveAll(sandbox.At(kPluginFolder)) &&
                          CurrentDisk().Flush(sandbox.At(kPluginParent));
     return removed ? 0 : 1;
   };
-  EXPECT_EQ(OrdersThatFind(removal, Previous::Older, ChangeNothing), "kept any");
+  EXPECT_EQ(OrdersThatFind(removal, Previous::Older, ChangeNothing), "kept any below");
 }
 
-TEST(PowerCheck, NeighbourRemoved_IsFoundInBothOrders) {
+TEST(PowerCheck, NeighbourRemoved_IsFoundInEachOrder) {
   Transaction transaction = StandardInstall();
   transaction.run = [](const Sandbox& sandbox, std::wstring*, InjectedFailure) {
     return CurrentDisk().RemoveAll(sandbox.At(kPluginParent) / "other-plugin") ? 1 : 2;
   };
-  EXPECT_EQ(OrdersThatFind(transaction, Previous::Older, ChangeNothing), "kept any");
+  EXPECT_EQ(OrdersThatFind(transaction, Previous::Older, ChangeNothing), "kept any below");
 }
 
 TEST(PowerCheck, ChangeThatWasNotRecorded_IsFound) {

@@ -23,14 +23,23 @@ std::size_t PowerStates::open() const {
   return static_cast<std::size_t>(std::count(is_flushed_.begin(), is_flushed_.end(), false));
 }
 
+// The folders whose entries a flush covers.
+std::set<Node> PowerStates::Covered(Node node) const {
+  if (order_ != Order::AnyUntilAFileBelow) return {node};
+  return volume_.IsFolder(node) ? std::set<Node>() : volume_.FoldersAbove(done_, node);
+}
+
 void PowerStates::PassFlush(Node node) {
   unflushed_.erase(node);
+  const std::set<Node> covered = Covered(node);
   for (std::size_t i = 0; i < changes_.size(); ++i) {
-    if (order_ == Order::Kept || changes_[i].node == node) is_flushed_[i] = true;
+    if (order_ == Order::Kept || covered.contains(changes_[i].node)) is_flushed_[i] = true;
   }
   KeepIf([&](const State& state) {
     if (order_ == Order::Kept) return state == done_;
-    return !volume_.Has(state, node) || volume_.HaveSameEntries(state, done_, node);
+    return std::all_of(covered.begin(), covered.end(), [&](Node folder) {
+      return !volume_.Has(state, folder) || volume_.HaveSameEntries(state, done_, folder);
+    });
   });
   added_ = states_.size();
 }

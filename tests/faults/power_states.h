@@ -1,6 +1,7 @@
 // The states in which a power cut can leave the disk while a run goes on.
 #pragma once
 
+#include <array>
 #include <random>
 #include <set>
 #include <unordered_set>
@@ -9,7 +10,8 @@
 
 namespace k7k::test {
 
-// What is known of the order in which operations get to the medium by themselves, without a flush.
+// What is known of the order in which operations get to the medium by themselves, without a flush,
+// and of what a flush covers.
 enum class Order {
   // As they were done: any first part of them may be there. A flush of anything takes all that came
   // before along, but file data only of that file.
@@ -17,7 +19,12 @@ enum class Order {
   // Any: each operation may be there or not, if the entries that it changes are as they were before
   // it. A flush covers the entries of that folder, or the data of that file.
   Any,
+  // Any, where the flush of a folder covers nothing, and that of a file covers, besides its data,
+  // the entries of all folders above it.
+  AnyUntilAFileBelow,
 };
+
+inline constexpr std::array kOrders{Order::Kept, Order::Any, Order::AnyUntilAFileBelow};
 
 class PowerStates {
  public:
@@ -44,6 +51,7 @@ class PowerStates {
  private:
   void Add(State state);
   void KeepIf(const std::function<bool(const State&)>& may_be);
+  std::set<Node> Covered(Node node) const;
   void PassFlush(Node node);
   void TakeSample();
   void AddExtremes();

@@ -62,6 +62,26 @@ TEST(PowerStates, FlushOfTheFolderAround_CoversTheRenameAlone) {
   EXPECT_EQ(disk.Left(Order::Any), (Names{"b b/f ", "b "}));
 }
 
+TEST(PowerStates, FlushOfAFolderWhereOnlyFilesCount_CoversNothing) {
+  const Disturbed disk({kRename, kUnlink, Done(Call::Flush, ""), Done(Call::Flush, "b")});
+  EXPECT_EQ(disk.Left(Order::AnyUntilAFileBelow), (Names{"a a/f ", "b b/f ", "b ", "a "}));
+}
+
+TEST(PowerStates, FlushOfAFile_CoversTheFoldersAboveItWhereOnlyFilesCount) {
+  const Disturbed disk({kRename, Done(Call::Flush, "b/f")});
+  EXPECT_EQ(disk.Left(Order::Kept), (Names{"b b/f "}));
+  EXPECT_EQ(disk.Left(Order::Any), (Names{"a a/f ", "b b/f "}));
+  EXPECT_EQ(disk.Left(Order::AnyUntilAFileBelow), (Names{"b b/f "}));
+}
+
+TEST(PowerStates, FlushOfAFileInNewFolders_CoversTheseAndNoOtherWhereOnlyFilesCount) {
+  const Disturbed disk({Done(Call::CreateFolder, "n"), Done(Call::CreateFolder, "n/m"),
+                        Done(Call::CreateFolder, "a/o"), Done(Call::Copy, "a/f", "n/m/f"),
+                        Done(Call::Flush, "n/m/f")});
+  EXPECT_EQ(disk.Left(Order::AnyUntilAFileBelow),
+            (Names{"a a/f n n/m n/m/f ", "a a/f a/o n n/m n/m/f "}));
+}
+
 TEST(PowerStates, FlushOfTheRenamedFolder_CoversTheDeletionAlone) {
   const Disturbed disk({kRename, kUnlink, Done(Call::Flush, "b")});
   EXPECT_EQ(disk.Left(Order::Kept), (Names{"b "}));

@@ -115,6 +115,19 @@ bool Volume::Has(const State& state, Node node) const {
                                       [&](std::size_t entry) { return state[entry] == node; });
 }
 
+bool Volume::IsFolder(Node node) const { return contents_[node].text.starts_with("folder"); }
+
+std::set<Node> Volume::FoldersAbove(const State& state, Node node) const {
+  std::set<Node> above;
+  for (Node folder = kRoot; folder < contents_.size(); ++folder) {
+    for (const auto& [name, entry] : contents_[folder].entries) {
+      if (state[entry] != node || !above.insert(folder).second) continue;
+      above.merge(FoldersAbove(state, folder));
+    }
+  }
+  return above;
+}
+
 bool Volume::HaveSameEntries(const State& a, const State& b, Node folder) const {
   const auto& entries = contents_[folder].entries;
   return std::all_of(entries.begin(), entries.end(),

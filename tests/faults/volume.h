@@ -5,6 +5,7 @@
 #pragma once
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -52,6 +53,9 @@ class Volume {
   bool Apply(const Operation& operation, State& state) const;
 
   bool Has(const State& state, Node node) const;
+  bool IsFolder(Node node) const;
+  // The folders that hold it, and those that hold these.
+  std::set<Node> FoldersAbove(const State& state, Node node) const;
   bool HaveSameEntries(const State& a, const State& b, Node folder) const;
   Tree TreeOf(const State& state, const Losses& losses = {}) const;
 

@@ -8,9 +8,10 @@ from collections import Counter
 
 import pytest
 
-from payload import FILES_BYTES, MANIFEST_BYTES, REQUIRED, SIZES
+from payload import FILES_BYTES, MANIFEST_BYTES, REQUIRED, SIZES, below_data
 from platforms import REPOSITORY
-from sandbox import BUNDLE, OBS_DATA_PARENT, OBS_DLL_PARENT, PLUGIN, PLUGINS
+from sandbox import (BUNDLE, OBS_DATA, OBS_DATA_PARENT, OBS_DLL, OBS_DLL_PARENT, PLUGIN,
+                     PLUGINS)
 
 pytestmark = pytest.mark.only("host", "the calls are counted by a preloaded library")
 
@@ -51,6 +52,10 @@ WRITE_MANIFEST = (INSPECT_TREE + times(FILES, step(ask=2) + HASH) + step(read=FI
                   + step(open=1, ask=1, write=MANIFEST_BYTES))
 
 FLUSH = step(open=1, flush=1)
+# The folder of the new name, and a file at or below it.
+FLUSH_RENAME = FLUSH + FLUSH
+# Which file is there to be flushed is asked; of a whole copy it is the first.
+FIND_FILE = step(ask=1)
 # The source and the copy are asked about before both are opened.
 COPY = step(ask=2, open=2)
 
@@ -84,11 +89,12 @@ INSTALL_STANDARD = (
     + step(ask=2)  # both private names are free
     + stage(FILES + 1, FOLDERS, FILES_BYTES + MANIFEST_BYTES) + CHECK_BUNDLE
     + step(ask=1) + MOVE + MOVE  # the old copy is there: aside, and the new one in
-    + CHECK_BUNDLE + FLUSH + remove_tree(FILES + 1, FOLDERS))
+    + CHECK_BUNDLE + FLUSH_RENAME + remove_tree(FILES + 1, FOLDERS))
 REMOVE_STANDARD = (
     step(ask=3)    # the parent: is it there, is it a folder, is it a link
     + step(ask=2)  # the plugin: is it there, is it a folder
-    + INSPECT_TREE + step(ask=1) + MOVE + FLUSH + remove_tree(FILES + 1, FOLDERS))
+    + INSPECT_TREE + step(ask=1) + MOVE + FIND_FILE + FLUSH_RENAME
+    + remove_tree(FILES + 1, FOLDERS))
 
 # Three folders, each no link; the executable: a file, no link, its size; the first two markers are
 # not there, the third is a file and no link.
@@ -108,11 +114,12 @@ INSTALL_PORTABLE = (
     + step(ask=4)  # the private names are free
     + COPY + FLUSH + step(read=SIZES[0], write=SIZES[0])
     + stage(FILES - 1, DATA_FOLDERS, DATA_BYTES) + COMPARE
-    + step(ask=2) + times(4, MOVE) + COMPARE + FLUSH + FLUSH
+    + step(ask=2) + times(4, MOVE) + COMPARE + FLUSH_RENAME + FLUSH_RENAME
     # The library's backup: what it is, whether it is a link, and its removal from the folder.
     + step(ask=2, open=1, remove=1) + remove_tree(FILES - 1, DATA_FOLDERS))
 REMOVE_PORTABLE = (
-    VALIDATE + VALIDATE + PORTABLE_TARGETS + step(ask=2) + MOVE + MOVE + FLUSH + FLUSH
+    VALIDATE + VALIDATE + PORTABLE_TARGETS + step(ask=2) + MOVE + MOVE
+    + FLUSH_RENAME + FIND_FILE + FLUSH_RENAME
     + step(ask=2, open=1, remove=1) + remove_tree(FILES - 1, DATA_FOLDERS))
 
 COMMANDS = {
@@ -217,11 +224,12 @@ def test_flushed_is_what_was_written_and_what_holds_it(calls):
                                                             "data/locale")]
     files = [f"{staging}/{name}" for name in (*REQUIRED, "manifest.sha256")]
     assert sorted(flushed[:FILES + 1]) == sorted(files)
-    assert sorted(flushed[FILES + 1:-1]) == sorted(folders)
-    assert flushed[-1] == PLUGINS
+    assert sorted(flushed[FILES + 1:-2]) == sorted(folders)
+    assert flushed[-2:] == [PLUGINS, f"{PLUGIN}/{REQUIRED[0]}"]
 
 
-def test_flushed_portably_is_both_parents_after_all_else(calls):
+def test_flushed_portably_is_each_parent_with_a_file_after_all_else(calls):
     flushed = [path for kind, _, path in calls("--install-portable") if kind == "flush"]
-    assert flushed[-2:] == [OBS_DLL_PARENT, OBS_DATA_PARENT]
-    assert len(flushed) == 1 + FILES - 1 + DATA_FOLDERS + 2
+    assert flushed[-4:] == [OBS_DLL_PARENT, OBS_DLL, OBS_DATA_PARENT,
+                            f"{OBS_DATA}/{below_data(REQUIRED[1])}"]
+    assert len(flushed) == 1 + FILES - 1 + DATA_FOLDERS + 4

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
+#include <chrono>
 #include <vector>
 
 #include "fs/disk.h"
@@ -28,8 +29,10 @@ FlushPatch FlushFails(DWORD error) {
   });
 }
 
-OpenPatch OpeningFails(DWORD error) {
-  return OpenPatch("CreateFileW", [error](auto, const wchar_t*, auto...) {
+OpenPatch OpeningFails(DWORD error, int& attempts) {
+  attempts = 0;
+  return OpenPatch("CreateFileW", [error, &attempts](auto, const wchar_t*, auto...) {
+    ++attempts;
     ::SetLastError(error);
     return INVALID_HANDLE_VALUE;
   });
@@ -67,39 +70,65 @@ TEST_F(FlushWinTest, Flush_FileSystemKnowsNone_CountsAsDone) {
 
 // The same codes from the opening say nothing about flushing.
 TEST_F(FlushWinTest, Flush_CannotBeOpened_IsFalse) {
-  for (const DWORD error : {ERROR_SHARING_VIOLATION, ERROR_INVALID_FUNCTION, ERROR_NOT_SUPPORTED,
-                            ERROR_INVALID_PARAMETER}) {
-    const OpenPatch patch = OpeningFails(error);
+  for (const DWORD error : {ERROR_INVALID_FUNCTION, ERROR_NOT_SUPPORTED, ERROR_INVALID_PARAMETER}) {
+    int attempts = 0;
+    const OpenPatch patch = OpeningFails(error, attempts);
     EXPECT_FALSE(disk_.Flush(file_)) << error;
     EXPECT_FALSE(disk_.Flush(path_)) << error;
+    EXPECT_EQ(attempts, 2) << error;
   }
 }
 
-TEST_F(FlushWinTest, Flush_FolderThatMayNotBeOpenedForIt_CountsAsDoneAndAFileDoesNot) {
-  {
-    const OpenPatch patch = OpeningFails(ERROR_ACCESS_DENIED);
-    EXPECT_TRUE(disk_.Flush(path_));
-    EXPECT_FALSE(disk_.Flush(file_));
-  }
-  const FlushPatch patch = FlushFails(ERROR_ACCESS_DENIED);
-  EXPECT_TRUE(disk_.Flush(path_));
-  EXPECT_FALSE(disk_.Flush(file_));
-}
-
-TEST_F(FlushWinTest, Flush_ReadOnlyFileThatCannotBeOpened_KeepsItsBit) {
+TEST_F(FlushWinTest, Flush_MayNotBeOpenedForIt_CountsAsDone) {
   test::MakeReadOnly(file_);
-  const OpenPatch patch = OpeningFails(ERROR_SHARING_VIOLATION);
-  EXPECT_FALSE(disk_.Flush(file_));
+  int attempts = 0;
+  const OpenPatch patch = OpeningFails(ERROR_ACCESS_DENIED, attempts);
+  EXPECT_TRUE(disk_.Flush(file_));
+  EXPECT_TRUE(disk_.Flush(path_));
   EXPECT_TRUE(test::IsReadOnly(file_));
 }
 
-TEST_F(FlushWinTest, Flush_ReadOnlyBitThatCannotBeTakenAway_IsFalse) {
+// 20 attempts take 19 pauses of 25 ms.
+TEST_F(FlushWinTest, Flush_HeldByAnother_IsTriedForNearlyHalfASecond) {
   test::MakeReadOnly(file_);
-  const AttributesPatch patch("SetFileAttributesW", [](auto, const wchar_t*, DWORD) {
-    ::SetLastError(ERROR_ACCESS_DENIED);
-    return FALSE;
+  for (const Path& held : {file_, path_}) {
+    int attempts = 0;
+    const OpenPatch patch = OpeningFails(ERROR_SHARING_VIOLATION, attempts);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_FALSE(disk_.Flush(held));
+    EXPECT_EQ(attempts, 20);
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(19 * 25));
+  }
+  EXPECT_TRUE(test::IsReadOnly(file_));
+}
+
+TEST_F(FlushWinTest, Flush_HeldForAMoment_IsTrue) {
+  int attempts = 0;
+  const OpenPatch patch("CreateFileW", [&](auto real, const wchar_t* text, auto... rest) {
+    if (++attempts == 3) return real(text, rest...);
+    ::SetLastError(ERROR_SHARING_VIOLATION);
+    return INVALID_HANDLE_VALUE;
   });
+  EXPECT_TRUE(disk_.Flush(file_));
+  EXPECT_EQ(attempts, 3);
+}
+
+TEST_F(FlushWinTest, Flush_HeldByAReaderThatSharesReadingAlone_IsFalse) {
+  const KernelHandle other(::CreateFileW(file_.c_str(), GENERIC_READ, FILE_SHARE_READ, nullptr,
+                                         OPEN_EXISTING, 0, nullptr));
+  ASSERT_TRUE(other);
   EXPECT_FALSE(disk_.Flush(file_));
+}
+
+TEST_F(FlushWinTest, Flush_ReadOnlyBitThatCannotBeTakenAway_IsFalseUnlessItIsDenied) {
+  test::MakeReadOnly(file_);
+  for (const DWORD error : {ERROR_ACCESS_DENIED, ERROR_WRITE_FAULT}) {
+    const AttributesPatch patch("SetFileAttributesW", [error](auto, const wchar_t*, DWORD) {
+      ::SetLastError(error);
+      return FALSE;
+    });
+    EXPECT_EQ(disk_.Flush(file_), error == ERROR_ACCESS_DENIED);
+  }
 }
 
 TEST_F(FlushWinTest, Flush_ReadOnlyBitThatCannotBePutBack_IsFalse) {
@@ -125,14 +154,20 @@ TEST_F(FlushWinTest, Flush_FileThatIsOpenForDeletion_IsTrue) {
 
 TEST_F(FlushWinTest, Flush_AsksForTheRightThatTheSystemWants) {
   std::vector<DWORD> rights;
+  DWORD denied = 0;
   const OpenPatch patch("CreateFileW",
                         [&](auto real, const wchar_t* text, DWORD right, auto... rest) {
                           rights.push_back(right);
-                          return real(text, right, rest...);
+                          if (right != denied) return real(text, right, rest...);
+                          ::SetLastError(ERROR_ACCESS_DENIED);
+                          return INVALID_HANDLE_VALUE;
                         });
   EXPECT_TRUE(disk_.Flush(file_));
   EXPECT_TRUE(disk_.Flush(path_));
-  EXPECT_EQ(rights, (std::vector<DWORD>{GENERIC_WRITE, GENERIC_WRITE}));
+  denied = FILE_ADD_SUBDIRECTORY;
+  EXPECT_TRUE(disk_.Flush(path_));
+  EXPECT_EQ(rights, (std::vector<DWORD>{GENERIC_WRITE, FILE_ADD_SUBDIRECTORY, FILE_ADD_SUBDIRECTORY,
+                                        FILE_ADD_FILE}));
 }
 
 }  // namespace

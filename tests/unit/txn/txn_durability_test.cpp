@@ -14,6 +14,7 @@ using namespace test;
 constexpr auto kNotCopied = L"Could not copy the complete payload";
 constexpr auto kNotStaged = L"Could not stage and verify the portable OBS plugin";
 constexpr auto kBackupRemains = L"Plugin was installed, but its private backup remains";
+constexpr auto kLibrary = "/bin/64bit/k7k-obs-audio.dll";
 
 // Below the test's folder, private names as their tags.
 std::string NameIn(const Path& path, const Path& folder) {
@@ -88,7 +89,8 @@ TEST_F(TxnDurabilityStandardTest, Install_TheSwapIsFlushedAfterItsCheckAndBefore
   EXPECT_EQ(Install(), InstallOutcome::Installed);
   EXPECT_EQ(StepsFrom("move " + plugin_name),
             (std::vector<std::string>{"move " + plugin_name, "move " + parent_name + "/<staging>",
-                                      "walk " + plugin_name, "flush " + parent_name, "remove"}));
+                                      "walk " + plugin_name, "flush " + parent_name,
+                                      "flush " + plugin_name + kLibrary, "remove"}));
 }
 
 TEST_F(TxnDurabilityStandardTest, Install_FirstOne_FlushesTheNewParentsAndTheSwap) {
@@ -98,7 +100,8 @@ TEST_F(TxnDurabilityStandardTest, Install_FirstOne_FlushesTheNewParentsAndTheSwa
     if (step.starts_with("flush ") && step.find('<') == std::string::npos) parents.push_back(step);
   }
   EXPECT_EQ(parents,
-            (std::vector<std::string>{"flush .", "flush obs-studio", "flush " + parent_name}));
+            (std::vector<std::string>{"flush .", "flush obs-studio", "flush " + parent_name,
+                                      "flush " + plugin_name + kLibrary}));
 }
 
 TEST_F(TxnDurabilityStandardTest, Install_NewParentCannotBeFlushed_IsRefused) {
@@ -125,15 +128,21 @@ TEST_F(TxnDurabilityStandardTest, Install_StagingFolderCannotBeFlushed_IsAFailed
 }
 
 TEST_F(TxnDurabilityStandardTest, Install_SwapCannotBeFlushed_KeepsTheOldCopyAndSaysSo) {
-  WriteOldCopy();
-  const Tree before = Now();
-  disk.fails = FlushOf(parent);
-  EXPECT_EQ(Install(), InstallOutcome::Installed);
-  EXPECT_EQ(detail, kBackupRemains);
-  const Tree after = Now();
-  const std::string backup = PrivateName(after, L"backup");
-  EXPECT_EQ(Without(after, backup), Installed(before));
-  EXPECT_EQ(Renamed(Without(after, plugin_name), backup, plugin_name), before);
+  for (const Path& not_flushed : {parent, plugin / "bin" / "64bit" / "k7k-obs-audio.dll"}) {
+    WriteOldCopy();
+    const Tree before = Now();
+    disk.fails = FlushOf(not_flushed);
+    EXPECT_EQ(Install(), InstallOutcome::Installed);
+    EXPECT_EQ(detail, kBackupRemains);
+    const Tree after = Now();
+    const std::string backup = PrivateName(after, L"backup");
+    EXPECT_EQ(Without(after, backup), Installed(before));
+    EXPECT_EQ(Renamed(Without(after, plugin_name), backup, plugin_name), before);
+    EXPECT_EQ(
+        StepsFrom("flush " + parent_name),
+        (std::vector<std::string>{"flush " + parent_name, "flush " + plugin_name + kLibrary}));
+    EXPECT_TRUE(NativeDisk().RemoveAll(parent));
+  }
 }
 
 TEST_F(TxnDurabilityStandardTest, Install_SwapCannotBeFlushedWithoutAnOldCopy_SaysNothing) {
@@ -145,15 +154,50 @@ TEST_F(TxnDurabilityStandardTest, Install_SwapCannotBeFlushedWithoutAnOldCopy_Sa
 TEST_F(TxnDurabilityStandardTest, Removal_IsFlushedBeforeTheDeletion) {
   WriteOldCopy();
   EXPECT_EQ(Remove(), RemovalOutcome::Removed);
-  EXPECT_EQ(StepsFrom("move " + plugin_name),
-            (std::vector<std::string>{"move " + plugin_name, "flush " + parent_name, "remove"}));
+  EXPECT_EQ(
+      StepsFrom("move " + plugin_name),
+      (std::vector<std::string>{"move " + plugin_name, "flush " + parent_name,
+                                "flush " + parent_name + "/<remove-backup>" + kLibrary, "remove"}));
+}
+
+TEST_F(TxnDurabilityStandardTest, Removal_OfACopyWithoutALibrary_FlushesItsFirstRequiredFile) {
+  WriteOldCopy();
+  EXPECT_TRUE(NativeDisk().RemoveAll(plugin / "bin"));
+  EXPECT_TRUE(NativeDisk().RemoveAll(plugin / "data" / "locale" / "en-US.ini"));
+  MakeFolder(plugin / "data" / "locale" / "en-US.ini");
+  EXPECT_EQ(Remove(), RemovalOutcome::Removed);
+  EXPECT_EQ(StepsFrom("flush " + parent_name)[1],
+            "flush " + parent_name + "/<remove-backup>/data/locale/zh-TW.ini");
+}
+
+TEST_F(TxnDurabilityStandardTest, Removal_LibraryThatCannotBeAskedAbout_IsFlushed) {
+  WriteOldCopy();
+  disk.fails = [](const DiskCall& call) {
+    return call.call == Call::Status && call.path.filename() == "k7k-obs-audio.dll";
+  };
+  EXPECT_EQ(Remove(), RemovalOutcome::Removed);
+  EXPECT_EQ(StepsFrom("flush " + parent_name)[1],
+            "flush " + parent_name + "/<remove-backup>" + kLibrary);
+}
+
+TEST_F(TxnDurabilityStandardTest, Removal_OfACopyWithoutAnyRequiredFile_FlushesItsFolderAlone) {
+  WriteFile(plugin / "readme.txt", "what is left");
+  EXPECT_EQ(Remove(), RemovalOutcome::Removed);
+  EXPECT_EQ(StepsFrom("flush " + parent_name),
+            (std::vector<std::string>{"flush " + parent_name, "remove"}));
 }
 
 TEST_F(TxnDurabilityStandardTest, Removal_CannotBeFlushed_IsRolledBack) {
   WriteOldCopy();
-  disk.fails = FlushOf(parent);
-  ExpectRemoval(RemovalOutcome::Failed, L"Plugin removal failed and was rolled back", Now());
-  EXPECT_EQ(disk.Count(Call::Remove), 0);
+  const auto of_library = [](const DiskCall& call) {
+    return call.call == Call::Flush && call.path.filename() == "k7k-obs-audio.dll";
+  };
+  for (const auto& not_flushed : {FlushOf(parent), std::function(of_library)}) {
+    disk.fails = not_flushed;
+    detail = kSentinel;
+    ExpectRemoval(RemovalOutcome::Failed, L"Plugin removal failed and was rolled back", Now());
+    EXPECT_EQ(disk.Count(Call::Remove), 0);
+  }
 }
 
 TEST_F(TxnDurabilityStandardTest, Removal_CannotBeFlushedNorPutBack_TheCopyIsWholeInItsBackup) {
@@ -198,8 +242,9 @@ TEST_F(TxnDurabilityPortableTest, Install_BothSwapsAreFlushedBeforeEitherDeletio
             (std::vector<std::string>{"move " + dll_name, "move " + data_name,
                                       "move " + dll_parent_name + "/<portable-dll-staging>",
                                       "move " + data_parent_name + "/<portable-data-staging>",
-                                      "flush " + dll_parent_name, "flush " + data_parent_name,
-                                      "remove"}));
+                                      "flush " + dll_parent_name, "flush " + dll_name,
+                                      "flush " + data_parent_name,
+                                      "flush " + data_name + "/locale/en-US.ini", "remove"}));
 }
 
 TEST_F(TxnDurabilityPortableTest, Install_TheStagedLibraryIsFlushedBeforeTheDataIsCopied) {
@@ -219,7 +264,8 @@ TEST_F(TxnDurabilityPortableTest, Install_FirstOne_FlushesTheFolderOfEachNewPare
   }
   EXPECT_EQ(parents, (std::vector<std::string>{"flush obs", "flush obs/obs-plugins", "flush obs",
                                                "flush obs/data", "flush " + dll_parent_name,
-                                               "flush " + data_parent_name}));
+                                               "flush " + dll_name, "flush " + data_parent_name,
+                                               "flush " + data_name + "/locale/en-US.ini"}));
 }
 
 TEST_F(TxnDurabilityPortableTest, Install_NewParentCannotBeFlushed_IsRefused) {
@@ -243,22 +289,18 @@ TEST_F(TxnDurabilityPortableTest, Install_StagedDataCannotBeFlushed_IsAFailedCop
   EXPECT_EQ(disk.Count(Call::Move), 0);
 }
 
-TEST_F(TxnDurabilityPortableTest, Install_LibrarysSwapCannotBeFlushed_KeepsBothOldPieces) {
-  WriteOldPieces();
-  const Tree before = Now();
-  disk.fails = FlushOf(dll_parent);
-  EXPECT_EQ(Install(), InstallOutcome::Installed);
-  EXPECT_EQ(detail, L"Portable plugin installed; data backup remains");
-  ExpectBothBackupsKept(before);
-}
-
-TEST_F(TxnDurabilityPortableTest, Install_DatasSwapCannotBeFlushed_KeepsBothOldPieces) {
-  WriteOldPieces();
-  const Tree before = Now();
-  disk.fails = FlushOf(data_parent);
-  EXPECT_EQ(Install(), InstallOutcome::Installed);
-  EXPECT_EQ(detail, L"Portable plugin installed; data backup remains");
-  ExpectBothBackupsKept(before);
+TEST_F(TxnDurabilityPortableTest, Install_ASwapCannotBeFlushed_KeepsBothOldPieces) {
+  for (const Path& not_flushed : {dll_parent, dll, data_parent, data / "locale" / "en-US.ini"}) {
+    WriteOldPieces();
+    const Tree before = Now();
+    disk.fails = FlushOf(not_flushed);
+    EXPECT_EQ(Install(), InstallOutcome::Installed);
+    EXPECT_EQ(detail, L"Portable plugin installed; data backup remains");
+    ExpectBothBackupsKept(before);
+    EXPECT_EQ(StepsFrom("flush " + dll_parent_name).size(), 4U);
+    EXPECT_TRUE(NativeDisk().RemoveAll(root / "obs-plugins"));
+    EXPECT_TRUE(NativeDisk().RemoveAll(root / "data"));
+  }
 }
 
 TEST_F(TxnDurabilityPortableTest,
@@ -280,22 +322,32 @@ TEST_F(TxnDurabilityPortableTest, Removal_BothFoldersAreFlushedBeforeEitherDelet
   EXPECT_EQ(Remove(), RemovalOutcome::Removed);
   EXPECT_EQ(
       StepsFrom("move " + dll_name),
-      (std::vector<std::string>{"move " + dll_name, "move " + data_name, "flush " + dll_parent_name,
-                                "flush " + data_parent_name, "remove"}));
+      (std::vector<std::string>{
+          "move " + dll_name, "move " + data_name, "flush " + dll_parent_name,
+          "flush " + dll_parent_name + "/<portable-remove-dll>", "flush " + data_parent_name,
+          "flush " + data_parent_name + "/<portable-remove-data>/locale/en-US.ini", "remove"}));
 }
 
 TEST_F(TxnDurabilityPortableTest, Removal_OfOnePiece_FlushesItsFolderAlone) {
   WriteOldData();
   EXPECT_EQ(Remove(), RemovalOutcome::Removed);
-  EXPECT_EQ(StepsFrom("move " + data_name),
-            (std::vector<std::string>{"move " + data_name, "flush " + data_parent_name, "remove"}));
+  EXPECT_EQ(
+      StepsFrom("move " + data_name),
+      (std::vector<std::string>{
+          "move " + data_name, "flush " + data_parent_name,
+          "flush " + data_parent_name + "/<portable-remove-data>/locale/en-US.ini", "remove"}));
 }
 
 TEST_F(TxnDurabilityPortableTest, Removal_CannotBeFlushed_KeepsBothPiecesInTheirBackups) {
   WriteOldPieces();
-  for (const Path& parent : {dll_parent, data_parent}) {
+  const auto of_data_file = [](const DiskCall& call) {
+    return call.call == Call::Flush && call.path.filename() == "en-US.ini";
+  };
+  for (const auto& not_flushed :
+       {FlushOf(dll_parent), OnPrivate(Call::Flush, L"portable-remove-dll"), FlushOf(data_parent),
+        std::function<bool(const DiskCall&)>(of_data_file)}) {
     const Tree before = Now();
-    disk.fails = FlushOf(parent);
+    disk.fails = not_flushed;
     EXPECT_EQ(Remove(), RemovalOutcome::Failed);
     EXPECT_EQ(detail, L"Portable plugin was detached, but a private backup remains");
     EXPECT_EQ(disk.Count(Call::Remove), 0);
