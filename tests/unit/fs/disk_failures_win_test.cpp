@@ -270,6 +270,16 @@ TEST_F(DiskFailuresWinTest, Copy_Failure_IsFalseAndNothingMayBeReplaced) {
   EXPECT_FALSE(disk_.Copy(folder_ / "tree/a/file", folder_ / "copy"));
 }
 
+// Windows creates the missing target of a link without one; Wine does not show such a link.
+TEST_F(DiskFailuresWinTest, Copy_ToALinkWithoutATarget_IsFalseAndCreatesNothing) {
+  const AttributesPatch link("GetFileAttributesW", [](auto real, const wchar_t* path) {
+    return Path(path).filename() == "copy" ? FILE_ATTRIBUTE_REPARSE_POINT : real(path);
+  });
+  EXPECT_FALSE(disk_.Copy(folder_ / "tree/a/file", folder_ / "copy"));
+  EXPECT_FALSE(::DeleteFileW((folder_ / "copy").c_str()));
+  EXPECT_EQ(::GetLastError(), DWORD{ERROR_FILE_NOT_FOUND});
+}
+
 TEST_F(DiskFailuresWinTest, Move_Failure_IsItsCode) {
   for (const DWORD error :
        {ERROR_ACCESS_DENIED, ERROR_SHARING_VIOLATION, ERROR_LOCK_VIOLATION, ERROR_DELETE_PENDING}) {

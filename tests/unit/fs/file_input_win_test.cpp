@@ -158,5 +158,18 @@ TEST_F(FileInputWinTest, Read_AfterLines_GoesOnBehindThem) {
   EXPECT_TRUE(stream->eof());
 }
 
+TEST_F(FileInputWinTest, Read_InPiecesAfterALine_GivesEachByteOnce) {
+  WriteFile(file_, "line\n0123456789");
+  const auto stream = OpenFileInput(file_.native());
+  ASSERT_TRUE(stream);
+  std::string line;
+  std::getline(*stream, line);
+  std::string first(3, '\0');
+  std::string second(7, '\0');
+  EXPECT_TRUE(stream->read(first.data(), 3));
+  EXPECT_TRUE(stream->read(second.data(), 7));
+  EXPECT_EQ(first + second, "0123456789");
+}
+
 }  // namespace
 }  // namespace k7k
