@@ -46,7 +46,8 @@ def rows():
 def text_lines():
     for detail in model.DETAILS:
         codes = [f"{{{', '.join(map(str, codes))}}}" for codes in (detail.retry, detail.restored)]
-        yield from row("    {", [quoted(detail.text), *codes], "},")
+        old_copy = f"OldCopy::{constant(detail.old_copy)}" if detail.old_copy else "{}"
+        yield from row("    {", [quoted(detail.text), *codes, old_copy], "},")
 
 
 def lines():
@@ -55,6 +56,7 @@ def lines():
     yield "// clang-format off"
     yield from enumeration("Outcome", "What a call came to.", model.OUTCOMES)
     yield from enumeration("Reason", "Why the program gave no answer.", model.REASONS)
+    yield from enumeration("OldCopy", "Where the old copy may be.", model.OLD_COPIES)
     yield ""
     yield "namespace internal {"
     yield "enum class Detail { Never, IfAny, Always };"
@@ -78,6 +80,7 @@ def lines():
     yield "struct Text {"
     yield "  std::string_view text;"
     yield "  std::uint32_t retry[kMostCodes], restored[kMostCodes];"
+    yield "  std::optional<OldCopy> old_copy;  // with all other exit codes of Failed"
     yield "};"
     yield ""
     yield f"inline constexpr std::string_view kValid = {quoted(model.VALID)};"

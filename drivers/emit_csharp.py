@@ -1,7 +1,7 @@
 """The protocol as C# source."""
 
 import model
-from emit import quoted, row
+from emit import comment, quoted, row
 
 
 def constant(word):
@@ -14,7 +14,7 @@ def enumeration(name, purpose, words):
     yield f"    public enum {name}"
     yield "    {"
     for word, meaning in words.items():
-        yield f"        /// <summary>{meaning}</summary>"
+        yield from comment("        /// ", f"<summary>{meaning}</summary>")
         yield f"        {constant(word)},"
     yield "    }"
 
@@ -51,13 +51,15 @@ def row_lines():
 
 def text_lines():
     for detail in model.DETAILS:
+        old_copy = f"OldCopy.{constant(detail.old_copy)}" if detail.old_copy else "null"
         yield from row("            (", [
-            quoted(detail.text), codes(detail.retry), codes(detail.restored)], "),")
+            quoted(detail.text), codes(detail.retry), codes(detail.restored), old_copy], "),")
 
 
 def lines():
     yield from enumeration("Outcome", "What a call came to.", model.OUTCOMES)
     yield from enumeration("Reason", "Why the program gave no answer.", model.REASONS)
+    yield from enumeration("OldCopy", "Where the old copy may be.", model.OLD_COPIES)
     yield ""
     yield "    internal static class Protocol"
     yield "    {"
@@ -72,6 +74,8 @@ def lines():
     yield from answer_lines()
     yield "        // The answers of each command and exit code."
     yield from table("(string Word, long Code, Answer Answer)[] Rows =", row_lines())
-    yield "        // Exit codes with which a text says: trying again helps, or all is as before."
-    yield from table("(string Text, long[] Retry, long[] Restored)[] Texts =", text_lines())
+    yield "        // Exit codes with which a text says: trying again helps, or all is as before; and"
+    yield "        // where the old copy may be with all other exit codes of Failed."
+    yield from table("(string Text, long[] Retry, long[] Restored, OldCopy? OldCopy)[]\n"
+                     "            Texts =", text_lines())
     yield "    }"

@@ -1,7 +1,7 @@
 """The protocol as JavaScript source, and its types for TypeScript."""
 
 import model
-from emit import comment, quoted, row
+from emit import WIDTH, comment, quoted, row
 
 
 def several(items):
@@ -28,7 +28,10 @@ def type_of_enumeration(name, purpose, words):
     yield f"/** {purpose} */"
     yield f"export declare const {name}: {{"
     for word, meaning in words.items():
-        yield f"  /** {meaning} */"
+        if len(meaning) <= WIDTH - len("  /**  */"):
+            yield f"  /** {meaning} */"
+        else:
+            yield from ("  /**", *comment("   * ", meaning), "   */")
         yield f"  readonly {constant(word)}: {quoted(word)};"
     yield "};"
     yield f"export type {name} = (typeof {name})[keyof typeof {name}];"
@@ -64,11 +67,13 @@ def detail_rows():
     for detail in model.DETAILS:
         yield row(f"  {quoted(detail.text)}: {{ ", [
             f"retry: {several(map(str, detail.retry))}",
-            f"restored: {several(map(str, detail.restored))}"], " },")
+            f"restored: {several(map(str, detail.restored))}",
+            *([f"oldCopy: OldCopy.{constant(detail.old_copy)}"] if detail.old_copy else [])], " },")
 
 
 PURPOSES = {"Outcome": ("What a call came to.", model.OUTCOMES),
-            "Reason": ("Why the program gave no answer.", model.REASONS)}
+            "Reason": ("Why the program gave no answer.", model.REASONS),
+            "OldCopy": ("Where the old copy may be.", model.OLD_COPIES)}
 
 
 def lines():

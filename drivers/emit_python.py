@@ -51,12 +51,14 @@ def answer_rows():
 def detail_rows():
     for detail in model.DETAILS:
         yield row(f"    {quoted(detail.text)}: _Detail(", [
-            several(map(str, detail.retry)), several(map(str, detail.restored))], "),")
+            several(map(str, detail.retry)), several(map(str, detail.restored)),
+            *([f"OldCopy.{constant(detail.old_copy)}"] if detail.old_copy else [])], "),")
 
 
 def lines():
     yield from enumeration("Outcome", "What a call came to.", model.OUTCOMES)
     yield from enumeration("Reason", "Why the program gave no answer.", model.REASONS)
+    yield from enumeration("OldCopy", "Where the old copy may be.", model.OLD_COPIES)
     yield ""
     yield ""
     yield "class _Answer(NamedTuple):"
@@ -76,6 +78,7 @@ def lines():
     yield "class _Detail(NamedTuple):"
     yield "    retry: Tuple[int, ...]  # exit codes with which trying again can help"
     yield "    restored: Tuple[int, ...]  # exit codes with which what was there is in its place"
+    yield "    old_copy: Optional[OldCopy] = None  # with all other exit codes of FAILED"
     yield ""
     yield ""
     yield f"_VALID = {quoted(model.VALID)}"

@@ -52,6 +52,7 @@ class Detail:
     text: str
     retry: tuple  # the exit codes with which trying again can help
     restored: tuple  # the exit codes of `failed` with which all is as before: `failed-restored`
+    old_copy: str  # a word of OLD_COPIES where it stays `failed`, else empty
 
 
 def commands():
@@ -78,16 +79,19 @@ def details():
     """
     rows = answers_by_row()
     words = {command.word for command in COMMANDS}
-    meanings = {}
+    meanings, old_copies = {}, {}
     for entry in DATA["details"]:
         for row in entry["with"]:
             word, code = row.split()[:2]
             if word in words and rows[row].get("retry") == "by-detail":
-                restored = (rows[row]["outcome"] == "failed"
-                            and entry.get("disk", rows[row]["disk"]) in OLD_IN_PLACE)
+                disk = entry.get("disk", rows[row]["disk"])
+                failed = rows[row]["outcome"] == "failed"
+                restored = failed and disk in OLD_IN_PLACE
                 for text in entry["texts"]:
                     codes = meanings.setdefault(text, {})
                     codes.setdefault(int(code), []).append((word, entry["retry"], restored))
+                    if failed and not restored:
+                        assert old_copies.setdefault(text, disk) == disk
     for text, codes in sorted(meanings.items()):
         retry, restored = [], []
         for code, said in sorted(codes.items()):
@@ -97,14 +101,16 @@ def details():
                 retry.append(code)
             if all(kept for _, _, kept in said):
                 restored.append(code)
-        if retry or restored:
-            yield Detail(text, tuple(retry), tuple(restored))
+        if retry or restored or text in old_copies:
+            yield Detail(text, tuple(retry), tuple(restored), old_copies.get(text, ""))
 
 
 COMMANDS = tuple(commands())
 ANSWERS = {name: answer(name) for command in COMMANDS for names in command.answers.values()
            for name in names}
 DETAILS = tuple(details())
+OLD_COPIES = {word: text for word, text in DATA["disk"].items()
+              if word in {detail.old_copy for detail in DETAILS}}
 VALUES = {key: DATA["keys"][key]["value"] for key in ("obsRunning", "detail")}
 OUTCOMES = {**{name: text for name, text in DATA["outcomes"].items() if name != "usage"},
             UNAVAILABLE: "The program gave no answer; the reason tells why."}

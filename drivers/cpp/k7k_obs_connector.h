@@ -87,6 +87,29 @@ inline std::string_view Word(Reason value) {
   return words[static_cast<std::size_t>(value)];
 }
 
+// Where the old copy may be.
+enum class OldCopy {
+  // Both pieces are in their places, unless the library could not be moved back: then it is under
+  // its private name.
+  PieceMoved,
+  // The new files were taken away and the old ones moved back. Whether that succeeded is not told:
+  // when the plugin is missing or damaged now, the old files are under a private `backup` name.
+  RolledBack,
+  // What could not be deleted is back in its place; files may be missing from it.
+  PartlyRemoved,
+  // Nothing is in the plugin's place. What could not be deleted is under a private `remove-backup`
+  // name.
+  MovedAway,
+  // OBS no longer sees the plugin. What could not be deleted is under a private `portable-remove-
+  // dll` or `portable-remove-data` name.
+  Detached,
+};
+inline std::string_view Word(OldCopy value) {
+  constexpr std::string_view words[] = {
+      "piece-moved", "rolled-back", "partly-removed", "moved-away", "detached"};
+  return words[static_cast<std::size_t>(value)];
+}
+
 namespace internal {
 enum class Detail { Never, IfAny, Always };
 enum class Retry { No, Yes, ByDetail };
@@ -109,6 +132,7 @@ constexpr std::size_t kMostCodes = 5;
 struct Text {
   std::string_view text;
   std::uint32_t retry[kMostCodes], restored[kMostCodes];
+  std::optional<OldCopy> old_copy;  // with all other exit codes of Failed
 };
 
 inline constexpr std::string_view kValid = "installed-valid";
@@ -173,49 +197,51 @@ inline constexpr Row kRows[] = {
     {"--remove-portable", 41, &kObsRunning}, {"--remove-portable", 54, &kRemovalRefused},
     {"--remove-portable", 55, &kRemovalFailed}};
 inline constexpr Text kTexts[] = {
-    {"", {26, 40, 44, 54, 55}, {26, 55}},
-    {"A portable OBS plugin parent is unavailable or unsafe", {44, 54}, {}},
-    {"A required plugin file is empty", {26}, {26}},
-    {"Bundle contains a reparse point", {26}, {26}},
-    {"Bundle file hash does not match manifest", {23, 26, 43}, {26}},
-    {"Bundle integrity manifest entry is invalid", {26}, {26}},
-    {"Bundle integrity manifest is invalid", {26}, {26}},
-    {"Bundle integrity manifest is missing", {23, 26, 43}, {26}},
-    {"Bundle is missing a required plugin file", {}, {26}},
-    {"Could not back up portable OBS plugin data", {45}, {}},
-    {"Could not back up the existing plugin; OBS may be running", {25}, {}},
-    {"Could not back up the portable OBS plugin DLL; OBS may be running", {45}, {45}},
-    {"Could not copy the complete payload", {26}, {26}},
-    {"Could not create the staging directory", {}, {26}},
-    {"Could not inspect a portable OBS parent", {40, 44, 54}, {}},
-    {"Could not inspect every bundle entry", {23, 26, 43}, {26}},
-    {"Could not inspect portable OBS targets", {45}, {45}},
-    {"Could not inspect the bundle", {23, 26, 43}, {26}},
-    {"Could not inspect the existing plugin", {25}, {}},
-    {"Could not inspect the installed plugin", {35}, {35}},
-    {"Could not inspect the plugin parent", {35}, {35}},
-    {"Could not isolate portable plugin data", {55}, {}},
-    {"Could not isolate the plugin; OBS may be running", {35}, {35}},
-    {"Could not isolate the portable plugin DLL; OBS may be running", {55}, {55}},
-    {"Could not read the complete payload", {26}, {26}},
-    {"Could not reserve portable OBS transaction paths", {45}, {45}},
-    {"Could not reserve the removal backup path", {35}, {35}},
-    {"Could not reserve transaction paths", {25}, {}},
-    {"Could not stage and verify the portable OBS plugin", {46}, {46}},
-    {"Path does not exist", {23, 26, 43}, {26}},
-    {"Payload contains an unsupported entry", {}, {26}},
-    {"Payload entry escaped its root", {}, {26}},
-    {"Plugin removal failed and was rolled back", {35}, {}},
-    {"Plugin replacement failed and was rolled back", {26}, {}},
-    {"Portable OBS plugin replacement failed and was rolled back", {45}, {}},
-    {"Portable OBS plugin verification failed and was rolled back", {46}, {}},
-    {"Portable OBS root is unavailable or unsafe", {44, 54}, {}},
-    {"Reparse-point roots are not accepted", {26}, {26}},
-    {"The portable OBS executable path is unsafe", {44, 54}, {}},
-    {"The portable OBS plugin DLL path is unsafe", {44, 54}, {}},
-    {"The portable OBS plugin data path is unsafe", {44, 54}, {}},
-    {"The selected OBS folder is not marked for portable mode", {44, 54}, {}},
-    {"The selected folder does not contain bin\\64bit\\obs64.exe", {44, 54}, {}},
+    {"", {26, 40, 44, 54, 55}, {26, 55}, {}},
+    {"A portable OBS plugin parent is unavailable or unsafe", {44, 54}, {}, {}},
+    {"A required plugin file is empty", {26}, {26}, {}},
+    {"Bundle contains a reparse point", {26}, {26}, {}},
+    {"Bundle file hash does not match manifest", {23, 26, 43}, {26}, {}},
+    {"Bundle integrity manifest entry is invalid", {26}, {26}, {}},
+    {"Bundle integrity manifest is invalid", {26}, {26}, {}},
+    {"Bundle integrity manifest is missing", {23, 26, 43}, {26}, {}},
+    {"Bundle is missing a required plugin file", {}, {26}, {}},
+    {"Could not back up portable OBS plugin data", {45}, {}, OldCopy::PieceMoved},
+    {"Could not back up the existing plugin; OBS may be running", {25}, {}, {}},
+    {"Could not back up the portable OBS plugin DLL; OBS may be running", {45}, {45}, {}},
+    {"Could not copy the complete payload", {26}, {26}, {}},
+    {"Could not create the staging directory", {}, {26}, {}},
+    {"Could not inspect a portable OBS parent", {40, 44, 54}, {}, {}},
+    {"Could not inspect every bundle entry", {23, 26, 43}, {26}, {}},
+    {"Could not inspect portable OBS targets", {45}, {45}, {}},
+    {"Could not inspect the bundle", {23, 26, 43}, {26}, {}},
+    {"Could not inspect the existing plugin", {25}, {}, {}},
+    {"Could not inspect the installed plugin", {35}, {35}, {}},
+    {"Could not inspect the plugin parent", {35}, {35}, {}},
+    {"Could not isolate portable plugin data", {55}, {}, OldCopy::PieceMoved},
+    {"Could not isolate the plugin; OBS may be running", {35}, {35}, {}},
+    {"Could not isolate the portable plugin DLL; OBS may be running", {55}, {55}, {}},
+    {"Could not read the complete payload", {26}, {26}, {}},
+    {"Could not reserve portable OBS transaction paths", {45}, {45}, {}},
+    {"Could not reserve the removal backup path", {35}, {35}, {}},
+    {"Could not reserve transaction paths", {25}, {}, {}},
+    {"Could not stage and verify the portable OBS plugin", {46}, {46}, {}},
+    {"Path does not exist", {23, 26, 43}, {26}, {}},
+    {"Payload contains an unsupported entry", {}, {26}, {}},
+    {"Payload entry escaped its root", {}, {26}, {}},
+    {"Plugin removal failed and its backup could not be restored", {}, {}, OldCopy::MovedAway},
+    {"Plugin removal failed and was rolled back", {35}, {}, OldCopy::PartlyRemoved},
+    {"Plugin replacement failed and was rolled back", {26}, {}, OldCopy::RolledBack},
+    {"Portable OBS plugin replacement failed and was rolled back", {45}, {}, OldCopy::RolledBack},
+    {"Portable OBS plugin verification failed and was rolled back", {46}, {}, OldCopy::RolledBack},
+    {"Portable OBS root is unavailable or unsafe", {44, 54}, {}, {}},
+    {"Portable plugin was detached, but a private backup remains", {}, {}, OldCopy::Detached},
+    {"Reparse-point roots are not accepted", {26}, {26}, {}},
+    {"The portable OBS executable path is unsafe", {44, 54}, {}, {}},
+    {"The portable OBS plugin DLL path is unsafe", {44, 54}, {}, {}},
+    {"The portable OBS plugin data path is unsafe", {44, 54}, {}, {}},
+    {"The selected OBS folder is not marked for portable mode", {44, 54}, {}, {}},
+    {"The selected folder does not contain bin\\64bit\\obs64.exe", {44, 54}, {}, {}},
 };
 }  // namespace internal
 // clang-format on
@@ -227,6 +253,7 @@ struct Result {
   std::string state;             // the answer's word, or empty
   std::optional<std::uint32_t> exit_code;
   std::optional<std::string> detail;
+  std::optional<OldCopy> old_copy;  // where it may be, if it Failed and the answer tells
   std::optional<bool> obs_running;
   bool retryable = false;  // the answer says that the same call can succeed later
   std::string out, err;    // both streams as they came
@@ -547,6 +574,7 @@ inline void Judge(std::string_view word, Result* result) {
       if (text.text != result->detail) continue;
       result->retryable = has_code(text.retry);
       if (has_code(text.restored)) result->outcome = Outcome::FailedRestored;
+      if (result->outcome == Outcome::Failed) result->old_copy = text.old_copy;
     }
     return;
   }

@@ -29,7 +29,8 @@ namespace K7kObsConnector
         Refused,
         /// <summary>Not done; what was there before is in its place.</summary>
         FailedRestored,
-        /// <summary>Not done, and what was there before may not be whole in its place: ask for the status. The old copy can be under a private name.</summary>
+        /// <summary>Not done, and what was there before may not be whole in its place: ask for the
+        /// status. The old copy can be under a private name.</summary>
         Failed,
         /// <summary>The program gave no answer; the reason tells why.</summary>
         Unavailable,
@@ -44,10 +45,33 @@ namespace K7kObsConnector
         Timeout,
         /// <summary>Its exit code is none of this command's, or a signal ended it.</summary>
         Crashed,
-        /// <summary>Its exit code is one of this command's, and its lines are not those of that code.</summary>
+        /// <summary>Its exit code is one of this command's, and its lines are not those of that
+        /// code.</summary>
         Garbled,
-        /// <summary>It was ended, with what it had started, since it wrote too much on one stream.</summary>
+        /// <summary>It was ended, with what it had started, since it wrote too much on one
+        /// stream.</summary>
         TooMuch,
+    }
+
+    /// <summary>Where the old copy may be.</summary>
+    public enum OldCopy
+    {
+        /// <summary>Both pieces are in their places, unless the library could not be moved back:
+        /// then it is under its private name.</summary>
+        PieceMoved,
+        /// <summary>The new files were taken away and the old ones moved back. Whether that
+        /// succeeded is not told: when the plugin is missing or damaged now, the old files are
+        /// under a private `backup` name.</summary>
+        RolledBack,
+        /// <summary>What could not be deleted is back in its place; files may be missing from
+        /// it.</summary>
+        PartlyRemoved,
+        /// <summary>Nothing is in the plugin's place. What could not be deleted is under a private
+        /// `remove-backup` name.</summary>
+        MovedAway,
+        /// <summary>OBS no longer sees the plugin. What could not be deleted is under a private
+        /// `portable-remove-dll` or `portable-remove-data` name.</summary>
+        Detached,
     }
 
     internal static class Protocol
@@ -135,58 +159,88 @@ namespace K7kObsConnector
             ("--remove-portable", 54, RemovalRefused),
             ("--remove-portable", 55, RemovalFailed),
         };
-        // Exit codes with which a text says: trying again helps, or all is as before.
-        internal static readonly (string Text, long[] Retry, long[] Restored)[] Texts =
+        // Exit codes with which a text says: trying again helps, or all is as before; and
+        // where the old copy may be with all other exit codes of Failed.
+        internal static readonly (string Text, long[] Retry, long[] Restored, OldCopy? OldCopy)[]
+            Texts =
         {
-            ("", new[] { 26L, 40L, 44L, 54L, 55L }, new[] { 26L, 55L }),
-            ("A portable OBS plugin parent is unavailable or unsafe", new[] { 44L, 54L }, None),
-            ("A required plugin file is empty", new[] { 26L }, new[] { 26L }),
-            ("Bundle contains a reparse point", new[] { 26L }, new[] { 26L }),
-            ("Bundle file hash does not match manifest", new[] { 23L, 26L, 43L }, new[] { 26L }),
-            ("Bundle integrity manifest entry is invalid", new[] { 26L }, new[] { 26L }),
-            ("Bundle integrity manifest is invalid", new[] { 26L }, new[] { 26L }),
-            ("Bundle integrity manifest is missing", new[] { 23L, 26L, 43L }, new[] { 26L }),
-            ("Bundle is missing a required plugin file", None, new[] { 26L }),
-            ("Could not back up portable OBS plugin data", new[] { 45L }, None),
-            ("Could not back up the existing plugin; OBS may be running", new[] { 25L }, None),
+            ("", new[] { 26L, 40L, 44L, 54L, 55L }, new[] { 26L, 55L }, null),
+            (
+                "A portable OBS plugin parent is unavailable or unsafe", new[] { 44L, 54L }, None,
+                null),
+            ("A required plugin file is empty", new[] { 26L }, new[] { 26L }, null),
+            ("Bundle contains a reparse point", new[] { 26L }, new[] { 26L }, null),
+            (
+                "Bundle file hash does not match manifest", new[] { 23L, 26L, 43L }, new[] { 26L },
+                null),
+            ("Bundle integrity manifest entry is invalid", new[] { 26L }, new[] { 26L }, null),
+            ("Bundle integrity manifest is invalid", new[] { 26L }, new[] { 26L }, null),
+            ("Bundle integrity manifest is missing", new[] { 23L, 26L, 43L }, new[] { 26L }, null),
+            ("Bundle is missing a required plugin file", None, new[] { 26L }, null),
+            ("Could not back up portable OBS plugin data", new[] { 45L }, None, OldCopy.PieceMoved),
+            (
+                "Could not back up the existing plugin; OBS may be running", new[] { 25L }, None,
+                null),
             (
                 "Could not back up the portable OBS plugin DLL; OBS may be running", new[] { 45L },
-                new[] { 45L }),
-            ("Could not copy the complete payload", new[] { 26L }, new[] { 26L }),
-            ("Could not create the staging directory", None, new[] { 26L }),
-            ("Could not inspect a portable OBS parent", new[] { 40L, 44L, 54L }, None),
-            ("Could not inspect every bundle entry", new[] { 23L, 26L, 43L }, new[] { 26L }),
-            ("Could not inspect portable OBS targets", new[] { 45L }, new[] { 45L }),
-            ("Could not inspect the bundle", new[] { 23L, 26L, 43L }, new[] { 26L }),
-            ("Could not inspect the existing plugin", new[] { 25L }, None),
-            ("Could not inspect the installed plugin", new[] { 35L }, new[] { 35L }),
-            ("Could not inspect the plugin parent", new[] { 35L }, new[] { 35L }),
-            ("Could not isolate portable plugin data", new[] { 55L }, None),
-            ("Could not isolate the plugin; OBS may be running", new[] { 35L }, new[] { 35L }),
+                new[] { 45L }, null),
+            ("Could not copy the complete payload", new[] { 26L }, new[] { 26L }, null),
+            ("Could not create the staging directory", None, new[] { 26L }, null),
+            ("Could not inspect a portable OBS parent", new[] { 40L, 44L, 54L }, None, null),
+            ("Could not inspect every bundle entry", new[] { 23L, 26L, 43L }, new[] { 26L }, null),
+            ("Could not inspect portable OBS targets", new[] { 45L }, new[] { 45L }, null),
+            ("Could not inspect the bundle", new[] { 23L, 26L, 43L }, new[] { 26L }, null),
+            ("Could not inspect the existing plugin", new[] { 25L }, None, null),
+            ("Could not inspect the installed plugin", new[] { 35L }, new[] { 35L }, null),
+            ("Could not inspect the plugin parent", new[] { 35L }, new[] { 35L }, null),
+            ("Could not isolate portable plugin data", new[] { 55L }, None, OldCopy.PieceMoved),
+            (
+                "Could not isolate the plugin; OBS may be running", new[] { 35L }, new[] { 35L },
+                null),
             (
                 "Could not isolate the portable plugin DLL; OBS may be running", new[] { 55L },
-                new[] { 55L }),
-            ("Could not read the complete payload", new[] { 26L }, new[] { 26L }),
-            ("Could not reserve portable OBS transaction paths", new[] { 45L }, new[] { 45L }),
-            ("Could not reserve the removal backup path", new[] { 35L }, new[] { 35L }),
-            ("Could not reserve transaction paths", new[] { 25L }, None),
-            ("Could not stage and verify the portable OBS plugin", new[] { 46L }, new[] { 46L }),
-            ("Path does not exist", new[] { 23L, 26L, 43L }, new[] { 26L }),
-            ("Payload contains an unsupported entry", None, new[] { 26L }),
-            ("Payload entry escaped its root", None, new[] { 26L }),
-            ("Plugin removal failed and was rolled back", new[] { 35L }, None),
-            ("Plugin replacement failed and was rolled back", new[] { 26L }, None),
-            ("Portable OBS plugin replacement failed and was rolled back", new[] { 45L }, None),
-            ("Portable OBS plugin verification failed and was rolled back", new[] { 46L }, None),
-            ("Portable OBS root is unavailable or unsafe", new[] { 44L, 54L }, None),
-            ("Reparse-point roots are not accepted", new[] { 26L }, new[] { 26L }),
-            ("The portable OBS executable path is unsafe", new[] { 44L, 54L }, None),
-            ("The portable OBS plugin DLL path is unsafe", new[] { 44L, 54L }, None),
-            ("The portable OBS plugin data path is unsafe", new[] { 44L, 54L }, None),
-            ("The selected OBS folder is not marked for portable mode", new[] { 44L, 54L }, None),
+                new[] { 55L }, null),
+            ("Could not read the complete payload", new[] { 26L }, new[] { 26L }, null),
+            (
+                "Could not reserve portable OBS transaction paths", new[] { 45L }, new[] { 45L },
+                null),
+            ("Could not reserve the removal backup path", new[] { 35L }, new[] { 35L }, null),
+            ("Could not reserve transaction paths", new[] { 25L }, None, null),
+            (
+                "Could not stage and verify the portable OBS plugin", new[] { 46L }, new[] { 46L },
+                null),
+            ("Path does not exist", new[] { 23L, 26L, 43L }, new[] { 26L }, null),
+            ("Payload contains an unsupported entry", None, new[] { 26L }, null),
+            ("Payload entry escaped its root", None, new[] { 26L }, null),
+            (
+                "Plugin removal failed and its backup could not be restored", None, None,
+                OldCopy.MovedAway),
+            (
+                "Plugin removal failed and was rolled back", new[] { 35L }, None,
+                OldCopy.PartlyRemoved),
+            (
+                "Plugin replacement failed and was rolled back", new[] { 26L }, None,
+                OldCopy.RolledBack),
+            (
+                "Portable OBS plugin replacement failed and was rolled back", new[] { 45L }, None,
+                OldCopy.RolledBack),
+            (
+                "Portable OBS plugin verification failed and was rolled back", new[] { 46L }, None,
+                OldCopy.RolledBack),
+            ("Portable OBS root is unavailable or unsafe", new[] { 44L, 54L }, None, null),
+            (
+                "Portable plugin was detached, but a private backup remains", None, None,
+                OldCopy.Detached),
+            ("Reparse-point roots are not accepted", new[] { 26L }, new[] { 26L }, null),
+            ("The portable OBS executable path is unsafe", new[] { 44L, 54L }, None, null),
+            ("The portable OBS plugin DLL path is unsafe", new[] { 44L, 54L }, None, null),
+            ("The portable OBS plugin data path is unsafe", new[] { 44L, 54L }, None, null),
+            (
+                "The selected OBS folder is not marked for portable mode", new[] { 44L, 54L }, None,
+                null),
             (
                 "The selected folder does not contain bin\\64bit\\obs64.exe", new[] { 44L, 54L },
-                None),
+                None, null),
         };
     }
     // end of what is made
@@ -213,13 +267,15 @@ namespace K7kObsConnector
     public sealed class Result
     {
         internal Result(Result run, Outcome outcome, Reason? reason = null, string state = "",
-                        string detail = null, bool? obsRunning = null, bool retryable = false)
+                        string detail = null, OldCopy? oldCopy = null, bool? obsRunning = null,
+                        bool retryable = false)
             : this(run.ExitCode, run.StandardOutput, run.StandardError)
         {
             Outcome = outcome;
             Reason = reason;
             State = state;
             Detail = detail;
+            OldCopy = oldCopy;
             ObsRunning = obsRunning;
             Retryable = retryable;
         }
@@ -243,6 +299,8 @@ namespace K7kObsConnector
         public long? ExitCode { get; }
         /// <summary>An English sentence, or nothing, for a log and for people.</summary>
         public string Detail { get; }
+        /// <summary>Where it may be, if it Failed and the answer tells.</summary>
+        public OldCopy? OldCopy { get; }
         public bool? ObsRunning { get; }
         /// <summary>Whether trying again can help although nobody has done anything.</summary>
         public bool Retryable { get; }
@@ -250,7 +308,7 @@ namespace K7kObsConnector
         public string StandardError { get; }
 
         internal Result As(Outcome outcome, bool retryable = false) =>
-            new Result(this, outcome, Reason, State, Detail, ObsRunning, retryable);
+            new Result(this, outcome, Reason, State, Detail, null, ObsRunning, retryable);
     }
 
     /// <summary>Runs one command at a time: other calls wait their turn.</summary>
@@ -385,9 +443,10 @@ namespace K7kObsConnector
             long code = run.ExitCode.Value;
             bool restored = advice.Restored != null && advice.Restored.Contains(code);
             bool again = advice.Retry != null && advice.Retry.Contains(code);
+            Outcome result = restored ? Outcome.FailedRestored : outcome;
             return new Result(
-                run, restored ? Outcome.FailedRestored : outcome, null, state,
-                detail.Success ? text : null,
+                run, result, null, state, detail.Success ? text : null,
+                result == Outcome.Failed ? advice.OldCopy : null,
                 obsRunning.Success ? obsRunning.Value == "1" : (bool?)null,
                 retry == "yes" || again);
         }

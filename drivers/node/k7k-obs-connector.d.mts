@@ -19,6 +19,8 @@ export interface Result {
   readonly exitCode: number | null;
   /** An English sentence, or nothing, for a log and for people. */
   readonly detail: string | null;
+  /** Where it may be, if it failed and the answer tells. */
+  readonly oldCopy: OldCopy | null;
   readonly obsRunning: boolean | null;
   /** Whether trying again can help although nobody has done anything. */
   readonly retryable: boolean;
@@ -62,7 +64,10 @@ export declare const Outcome: {
   readonly refused: "refused";
   /** Not done; what was there before is in its place. */
   readonly failedRestored: "failed-restored";
-  /** Not done, and what was there before may not be whole in its place: ask for the status. The old copy can be under a private name. */
+  /**
+   * Not done, and what was there before may not be whole in its place: ask for the status. The old
+   * copy can be under a private name.
+   */
   readonly failed: "failed";
   /** The program gave no answer; the reason tells why. */
   readonly unavailable: "unavailable";
@@ -83,6 +88,33 @@ export declare const Reason: {
   readonly tooMuch: "too-much";
 };
 export type Reason = (typeof Reason)[keyof typeof Reason];
+
+/** Where the old copy may be. */
+export declare const OldCopy: {
+  /**
+   * Both pieces are in their places, unless the library could not be moved back: then it is under
+   * its private name.
+   */
+  readonly pieceMoved: "piece-moved";
+  /**
+   * The new files were taken away and the old ones moved back. Whether that succeeded is not told:
+   * when the plugin is missing or damaged now, the old files are under a private `backup` name.
+   */
+  readonly rolledBack: "rolled-back";
+  /** What could not be deleted is back in its place; files may be missing from it. */
+  readonly partlyRemoved: "partly-removed";
+  /**
+   * Nothing is in the plugin's place. What could not be deleted is under a private `remove-backup`
+   * name.
+   */
+  readonly movedAway: "moved-away";
+  /**
+   * OBS no longer sees the plugin. What could not be deleted is under a private `portable-remove-
+   * dll` or `portable-remove-data` name.
+   */
+  readonly detached: "detached";
+};
+export type OldCopy = (typeof OldCopy)[keyof typeof OldCopy];
 
 /** What happened, or what was found; empty without an answer. */
 export type State =

@@ -95,8 +95,8 @@ function inTurn(call) {
 }
 
 const NO_ANSWER = Object.freeze({
-  outcome: "unavailable", reason: null, state: "", exitCode: null, detail: null, obsRunning: null,
-  retryable: false, stdout: "", stderr: "",
+  outcome: "unavailable", reason: null, state: "", exitCode: null, detail: null, oldCopy: null,
+  obsRunning: null, retryable: false, stdout: "", stderr: "",
 });
 
 function changed(result, fields) {
@@ -184,11 +184,12 @@ function read(answers, run) {
     const values = matched(answer, out, err);
     if (values) {
       const detail = values.detail ?? null;
-      const { retry, restored } =
+      const { retry, restored, oldCopy = null } =
         Object.hasOwn(DETAILS, detail ?? "") ? DETAILS[detail ?? ""] : { retry: [], restored: [] };
+      const outcome = restored.includes(code) ? Outcome.failedRestored : answer.outcome;
       return changed(run, {
-        state: answer.state, detail,
-        outcome: restored.includes(code) ? Outcome.failedRestored : answer.outcome,
+        state: answer.state, detail, outcome,
+        oldCopy: outcome === Outcome.failed ? oldCopy : null,
         obsRunning: values.obsRunning === undefined ? null : values.obsRunning === "1",
         retryable: answer.retry === "yes" || retry.includes(code),
       });
@@ -244,6 +245,24 @@ export const Reason = Object.freeze({
   garbled: "garbled",
   // It was ended, with what it had started, since it wrote too much on one stream.
   tooMuch: "too-much",
+});
+
+/** Where the old copy may be. */
+export const OldCopy = Object.freeze({
+  // Both pieces are in their places, unless the library could not be moved back: then it is under
+  // its private name.
+  pieceMoved: "piece-moved",
+  // The new files were taken away and the old ones moved back. Whether that succeeded is not told:
+  // when the plugin is missing or damaged now, the old files are under a private `backup` name.
+  rolledBack: "rolled-back",
+  // What could not be deleted is back in its place; files may be missing from it.
+  partlyRemoved: "partly-removed",
+  // Nothing is in the plugin's place. What could not be deleted is under a private `remove-backup`
+  // name.
+  movedAway: "moved-away",
+  // OBS no longer sees the plugin. What could not be deleted is under a private `portable-remove-
+  // dll` or `portable-remove-data` name.
+  detached: "detached",
 });
 
 const VALID = "installed-valid";
@@ -343,7 +362,8 @@ const DETAILS = {
   "Bundle integrity manifest is invalid": { retry: [26], restored: [26] },
   "Bundle integrity manifest is missing": { retry: [23, 26, 43], restored: [26] },
   "Bundle is missing a required plugin file": { retry: [], restored: [26] },
-  "Could not back up portable OBS plugin data": { retry: [45], restored: [] },
+  "Could not back up portable OBS plugin data": {
+      retry: [45], restored: [], oldCopy: OldCopy.pieceMoved },
   "Could not back up the existing plugin; OBS may be running": { retry: [25], restored: [] },
   "Could not back up the portable OBS plugin DLL; OBS may be running": {
       retry: [45], restored: [45] },
@@ -356,7 +376,8 @@ const DETAILS = {
   "Could not inspect the existing plugin": { retry: [25], restored: [] },
   "Could not inspect the installed plugin": { retry: [35], restored: [35] },
   "Could not inspect the plugin parent": { retry: [35], restored: [35] },
-  "Could not isolate portable plugin data": { retry: [55], restored: [] },
+  "Could not isolate portable plugin data": {
+      retry: [55], restored: [], oldCopy: OldCopy.pieceMoved },
   "Could not isolate the plugin; OBS may be running": { retry: [35], restored: [35] },
   "Could not isolate the portable plugin DLL; OBS may be running": { retry: [55], restored: [55] },
   "Could not read the complete payload": { retry: [26], restored: [26] },
@@ -367,11 +388,19 @@ const DETAILS = {
   "Path does not exist": { retry: [23, 26, 43], restored: [26] },
   "Payload contains an unsupported entry": { retry: [], restored: [26] },
   "Payload entry escaped its root": { retry: [], restored: [26] },
-  "Plugin removal failed and was rolled back": { retry: [35], restored: [] },
-  "Plugin replacement failed and was rolled back": { retry: [26], restored: [] },
-  "Portable OBS plugin replacement failed and was rolled back": { retry: [45], restored: [] },
-  "Portable OBS plugin verification failed and was rolled back": { retry: [46], restored: [] },
+  "Plugin removal failed and its backup could not be restored": {
+      retry: [], restored: [], oldCopy: OldCopy.movedAway },
+  "Plugin removal failed and was rolled back": {
+      retry: [35], restored: [], oldCopy: OldCopy.partlyRemoved },
+  "Plugin replacement failed and was rolled back": {
+      retry: [26], restored: [], oldCopy: OldCopy.rolledBack },
+  "Portable OBS plugin replacement failed and was rolled back": {
+      retry: [45], restored: [], oldCopy: OldCopy.rolledBack },
+  "Portable OBS plugin verification failed and was rolled back": {
+      retry: [46], restored: [], oldCopy: OldCopy.rolledBack },
   "Portable OBS root is unavailable or unsafe": { retry: [44, 54], restored: [] },
+  "Portable plugin was detached, but a private backup remains": {
+      retry: [], restored: [], oldCopy: OldCopy.detached },
   "Reparse-point roots are not accepted": { retry: [26], restored: [26] },
   "The portable OBS executable path is unsafe": { retry: [44, 54], restored: [] },
   "The portable OBS plugin DLL path is unsafe": { retry: [44, 54], restored: [] },

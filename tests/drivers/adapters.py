@@ -14,7 +14,7 @@ For each of these calls it writes the result's fields in the same way, and then 
 field without a value is left out.
 
     outcome      a word of docs/driving.md, or unavailable
-    reason       a word of drivers/README.md
+    reason, oldCopy    words of drivers/README.md
     state, exitCode, detail, stdout, stderr
     obsRunning, retryable     true or false
 """
@@ -49,6 +49,7 @@ class Result:
     state: str = ""
     exitCode: int = None
     detail: str = None
+    oldCopy: str = None
     obsRunning: bool = None
     retryable: bool = False
 

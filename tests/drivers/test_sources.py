@@ -73,7 +73,8 @@ def expected_result(row, code, answer, text):
                                        for entry in meanings):
             outcome = "failed-restored"
     told = answer["detail"] == "always" or answer["detail"] == "if-any" and text
-    return Result(outcome, None, answer["state"], code, text if told else None,
+    [old_copy] = {entry["disk"] for entry in meanings} if outcome == "failed" else [None]
+    return Result(outcome, None, answer["state"], code, text if told else None, old_copy,
                   True if "obsRunning" in answer["keys"] else None, retryable)
 
 

@@ -16,7 +16,7 @@ import threading
 import time
 from typing import IO, Dict, NamedTuple, Optional, Sequence, Tuple, Union
 
-__all__ = ["STANDARD", "Driver", "Outcome", "Reason", "Result", "Target", "portable"]
+__all__ = ["STANDARD", "Driver", "OldCopy", "Outcome", "Reason", "Result", "Target", "portable"]
 
 _LIMIT = 64 * 1024  # bytes of a stream
 _GRACE = 1.0  # seconds for a run to vanish that was ended, and its streams
@@ -46,6 +46,7 @@ class Result:
     state: str = ""  # what happened, or what was found
     exit_code: Optional[int] = None  # 128 and the signal's number where a signal ended the run
     detail: Optional[str] = None  # an English sentence, or nothing, for a log and for people
+    old_copy: Optional[OldCopy] = None  # where it may be, if it is FAILED and the answer tells
     obs_running: Optional[bool] = None
     retryable: bool = False  # whether trying again can help although nobody has done anything
     stdout: str = ""
@@ -222,9 +223,10 @@ def _read(command: _Command, run: Result) -> Result:
         if values is not None:
             detail, obs_running = values.get("detail"), values.get("obsRunning")
             advice = _DETAILS.get(detail or "", _Detail((), ()))
+            outcome = Outcome.FAILED_RESTORED if code in advice.restored else answer.outcome
             return dataclasses.replace(
-                run, state=answer.state, detail=detail,
-                outcome=Outcome.FAILED_RESTORED if code in advice.restored else answer.outcome,
+                run, state=answer.state, detail=detail, outcome=outcome,
+                old_copy=advice.old_copy if outcome is Outcome.FAILED else None,
                 obs_running=None if obs_running is None else obs_running == "1",
                 retryable=answer.retry == "yes" or code in advice.retry)
     known = code in command.answers or code == _USAGE_CODE
@@ -282,6 +284,25 @@ class Reason(enum.Enum):
     TOO_MUCH = "too-much"
 
 
+class OldCopy(enum.Enum):
+    """Where the old copy may be."""
+
+    # Both pieces are in their places, unless the library could not be moved back: then it is under
+    # its private name.
+    PIECE_MOVED = "piece-moved"
+    # The new files were taken away and the old ones moved back. Whether that succeeded is not told:
+    # when the plugin is missing or damaged now, the old files are under a private `backup` name.
+    ROLLED_BACK = "rolled-back"
+    # What could not be deleted is back in its place; files may be missing from it.
+    PARTLY_REMOVED = "partly-removed"
+    # Nothing is in the plugin's place. What could not be deleted is under a private `remove-backup`
+    # name.
+    MOVED_AWAY = "moved-away"
+    # OBS no longer sees the plugin. What could not be deleted is under a private `portable-remove-
+    # dll` or `portable-remove-data` name.
+    DETACHED = "detached"
+
+
 class _Answer(NamedTuple):
     state: str
     stream: str
@@ -299,6 +320,7 @@ class _Command(NamedTuple):
 class _Detail(NamedTuple):
     retry: Tuple[int, ...]  # exit codes with which trying again can help
     restored: Tuple[int, ...]  # exit codes with which what was there is in its place
+    old_copy: Optional[OldCopy] = None  # with all other exit codes of FAILED
 
 
 _VALID = "installed-valid"
@@ -372,7 +394,7 @@ _DETAILS: Dict[str, _Detail] = {
     "Bundle integrity manifest is invalid": _Detail((26,), (26,)),
     "Bundle integrity manifest is missing": _Detail((23, 26, 43), (26,)),
     "Bundle is missing a required plugin file": _Detail((), (26,)),
-    "Could not back up portable OBS plugin data": _Detail((45,), ()),
+    "Could not back up portable OBS plugin data": _Detail((45,), (), OldCopy.PIECE_MOVED),
     "Could not back up the existing plugin; OBS may be running": _Detail((25,), ()),
     "Could not back up the portable OBS plugin DLL; OBS may be running": _Detail((45,), (45,)),
     "Could not copy the complete payload": _Detail((26,), (26,)),
@@ -384,7 +406,7 @@ _DETAILS: Dict[str, _Detail] = {
     "Could not inspect the existing plugin": _Detail((25,), ()),
     "Could not inspect the installed plugin": _Detail((35,), (35,)),
     "Could not inspect the plugin parent": _Detail((35,), (35,)),
-    "Could not isolate portable plugin data": _Detail((55,), ()),
+    "Could not isolate portable plugin data": _Detail((55,), (), OldCopy.PIECE_MOVED),
     "Could not isolate the plugin; OBS may be running": _Detail((35,), (35,)),
     "Could not isolate the portable plugin DLL; OBS may be running": _Detail((55,), (55,)),
     "Could not read the complete payload": _Detail((26,), (26,)),
@@ -395,11 +417,16 @@ _DETAILS: Dict[str, _Detail] = {
     "Path does not exist": _Detail((23, 26, 43), (26,)),
     "Payload contains an unsupported entry": _Detail((), (26,)),
     "Payload entry escaped its root": _Detail((), (26,)),
-    "Plugin removal failed and was rolled back": _Detail((35,), ()),
-    "Plugin replacement failed and was rolled back": _Detail((26,), ()),
-    "Portable OBS plugin replacement failed and was rolled back": _Detail((45,), ()),
-    "Portable OBS plugin verification failed and was rolled back": _Detail((46,), ()),
+    "Plugin removal failed and its backup could not be restored": _Detail(
+        (), (), OldCopy.MOVED_AWAY),
+    "Plugin removal failed and was rolled back": _Detail((35,), (), OldCopy.PARTLY_REMOVED),
+    "Plugin replacement failed and was rolled back": _Detail((26,), (), OldCopy.ROLLED_BACK),
+    "Portable OBS plugin replacement failed and was rolled back": _Detail(
+        (45,), (), OldCopy.ROLLED_BACK),
+    "Portable OBS plugin verification failed and was rolled back": _Detail(
+        (46,), (), OldCopy.ROLLED_BACK),
     "Portable OBS root is unavailable or unsafe": _Detail((44, 54), ()),
+    "Portable plugin was detached, but a private backup remains": _Detail((), (), OldCopy.DETACHED),
     "Reparse-point roots are not accepted": _Detail((26,), (26,)),
     "The portable OBS executable path is unsafe": _Detail((44, 54), ()),
     "The portable OBS plugin DLL path is unsafe": _Detail((44, 54), ()),

@@ -30,6 +30,7 @@ internal static class Adapter
         Tell("state", result.State);
         Tell("exitCode", result.ExitCode?.ToString());
         Tell("detail", result.Detail);
+        if (result.OldCopy != null) Tell("oldCopy", Word(result.OldCopy));
         Tell("obsRunning", result.ObsRunning?.ToString().ToLowerInvariant());
         Tell("retryable", result.Retryable.ToString().ToLowerInvariant());
         Tell("stdout", result.StandardOutput);

@@ -46,6 +46,7 @@ void Tell(const Result& result) {
   Tell("state", result.state);
   if (result.exit_code) Tell("exitCode", std::to_string(*result.exit_code));
   if (result.detail) Tell("detail", *result.detail);
+  if (result.old_copy) Tell("oldCopy", Word(*result.old_copy));
   if (result.obs_running) Tell("obsRunning", *result.obs_running ? "true" : "false");
   Tell("retryable", result.retryable ? "true" : "false");
   Tell("stdout", result.out);

@@ -38,6 +38,7 @@ def told(result):
     for key, value in {
             "outcome": result.outcome.value, "reason": result.reason and result.reason.value,
             "state": result.state, "exitCode": result.exit_code, "detail": result.detail,
+            "oldCopy": result.old_copy and result.old_copy.value,
             "obsRunning": result.obs_running, "retryable": result.retryable,
             "stdout": result.stdout, "stderr": result.stderr}.items():
         if value is not None:
