@@ -4,6 +4,7 @@
 #include <windows.h>
 
 #include <algorithm>
+#include <cwctype>
 #include <string>
 #include <vector>
 
@@ -199,6 +200,28 @@ TEST_F(RemoveAnswersWinTest, FolderToldAsARoot_EntriesAreRemoved) {
   EXPECT_EQ(TakeTree(folder_.path()), Tree());
 }
 
+// As where an entry was opened by a name in another letter case.
+TEST_F(RemoveAnswersWinTest, EntryToldInAnotherLetterCase_IsRemoved) {
+  const InformationPatch patch(
+      "GetFileInformationByHandleEx",
+      [](auto real, HANDLE entry, auto kind, void* answer, DWORD size) {
+        const BOOL answered = real(entry, kind, answer, size);
+        if (!answered || kind != FileNameInfo) return answered;
+        auto* info = static_cast<FILE_NAME_INFO*>(answer);
+        wchar_t* const end = info->FileName + info->FileNameLength / sizeof(wchar_t);
+        std::transform(info->FileName, end, info->FileName,
+                       [](wchar_t letter) { return static_cast<wchar_t>(std::towupper(letter)); });
+        return answered;
+      });
+  const ImportPatch<decltype(::GetFinalPathNameByHandleW)> not_asked(
+      "GetFinalPathNameByHandleW", [](auto, HANDLE, wchar_t*, DWORD, DWORD) {
+        ADD_FAILURE() << "the names tell";
+        return DWORD{0};
+      });
+  EXPECT_TRUE(RemoveWithoutFollowing(folder_ / "tree"));
+  EXPECT_EQ(TakeTree(folder_.path()), Tree());
+}
+
 TEST_F(RemoveAnswersWinTest, EntryWhoseFinalPathCannotBeHad_IsJudgedByItsIdentifier) {
   const InformationPatch nameless("GetFileInformationByHandleEx", [](auto real, HANDLE entry,
                                                                      auto kind, auto... to) {
@@ -212,6 +235,15 @@ TEST_F(RemoveAnswersWinTest, EntryWhoseFinalPathCannotBeHad_IsJudgedByItsIdentif
     const ImportPatch<decltype(::GetFileInformationByHandle)> none(
         "GetFileInformationByHandle",
         [](auto, HANDLE, BY_HANDLE_FILE_INFORMATION*) { return FALSE; });
+    ExpectRefused(folder_ / "tree");
+  }
+  {
+    const ImportPatch<decltype(::GetFileInformationByHandle)> another(
+        "GetFileInformationByHandle", [](auto real, HANDLE entry, auto* info) {
+          const BOOL answered = real(entry, info);
+          ++info->nFileIndexHigh;
+          return answered;
+        });
     ExpectRefused(folder_ / "tree");
   }
   EXPECT_TRUE(RemoveWithoutFollowing(folder_ / "tree"));
