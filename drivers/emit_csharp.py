@@ -74,8 +74,8 @@ def lines():
     yield from answer_lines()
     yield "        // The answers of each command and exit code."
     yield from table("(string Word, long Code, Answer Answer)[] Rows =", row_lines())
-    yield "        // Exit codes with which a text says: trying again helps, or all is as before; and"
-    yield "        // where the old copy may be with all other exit codes of Failed."
+    yield "        // Exit codes with which a text says: trying again helps, or all is as before;"
+    yield "        // and where the old copy may be with all other exit codes of Failed."
     yield from table("(string Text, long[] Retry, long[] Restored, OldCopy? OldCopy)[]\n"
                      "            Texts =", text_lines())
     yield "    }"

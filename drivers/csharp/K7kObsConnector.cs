@@ -159,8 +159,8 @@ namespace K7kObsConnector
             ("--remove-portable", 54, RemovalRefused),
             ("--remove-portable", 55, RemovalFailed),
         };
-        // Exit codes with which a text says: trying again helps, or all is as before; and
-        // where the old copy may be with all other exit codes of Failed.
+        // Exit codes with which a text says: trying again helps, or all is as before;
+        // and where the old copy may be with all other exit codes of Failed.
         internal static readonly (string Text, long[] Retry, long[] Restored, OldCopy? OldCopy)[]
             Texts =
         {
