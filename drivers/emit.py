@@ -28,4 +28,5 @@ def row(head, items, tail):
 
 
 def comment(prefix, meaning):
-    return textwrap.wrap(meaning, WIDTH, initial_indent=prefix, subsequent_indent=prefix)
+    return textwrap.wrap(meaning, WIDTH, initial_indent=prefix, subsequent_indent=prefix,
+                         break_on_hyphens=False)

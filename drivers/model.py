@@ -91,7 +91,8 @@ def details():
                     codes = meanings.setdefault(text, {})
                     codes.setdefault(int(code), []).append((word, entry["retry"], restored))
                     if failed and not restored:
-                        assert old_copies.setdefault(text, disk) == disk
+                        known = old_copies.setdefault(text, disk)
+                        assert known == disk
     for text, codes in sorted(meanings.items()):
         retry, restored = [], []
         for code, said in sorted(codes.items()):

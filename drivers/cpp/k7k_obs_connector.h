@@ -100,8 +100,8 @@ enum class OldCopy {
   // Nothing is in the plugin's place. What could not be deleted is under a private `remove-backup`
   // name.
   MovedAway,
-  // OBS no longer sees the plugin. What could not be deleted is under a private `portable-remove-
-  // dll` or `portable-remove-data` name.
+  // OBS no longer sees the plugin. What could not be deleted is under a private
+  // `portable-remove-dll` or `portable-remove-data` name.
   Detached,
 };
 inline std::string_view Word(OldCopy value) {

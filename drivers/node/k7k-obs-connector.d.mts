@@ -109,8 +109,8 @@ export declare const OldCopy: {
    */
   readonly movedAway: "moved-away";
   /**
-   * OBS no longer sees the plugin. What could not be deleted is under a private `portable-remove-
-   * dll` or `portable-remove-data` name.
+   * OBS no longer sees the plugin. What could not be deleted is under a private
+   * `portable-remove-dll` or `portable-remove-data` name.
    */
   readonly detached: "detached";
 };

@@ -260,8 +260,8 @@ export const OldCopy = Object.freeze({
   // Nothing is in the plugin's place. What could not be deleted is under a private `remove-backup`
   // name.
   movedAway: "moved-away",
-  // OBS no longer sees the plugin. What could not be deleted is under a private `portable-remove-
-  // dll` or `portable-remove-data` name.
+  // OBS no longer sees the plugin. What could not be deleted is under a private
+  // `portable-remove-dll` or `portable-remove-data` name.
   detached: "detached",
 });
 

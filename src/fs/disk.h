@@ -2,8 +2,7 @@
 // else; disk_win.cpp implements it on Win32, disk_posix.cpp on POSIX and the standard library.
 //
 // What it promises on every platform:
-// - No call throws for what it finds on disk, and none but Flush tries again: that is the callers'
-//   affair.
+// - No call throws for what it finds on disk, and no call retries: both are the callers' affair.
 // - A reparse point (on POSIX: a symbolic link) is followed only where the contract says so.
 // - Nothing is cached: each call asks the disk afresh.
 //
@@ -51,10 +50,6 @@ class TreeWalk {
   virtual void Advance() = 0;
 };
 
-// How often something is tried that another process, OBS above all, may be holding for a moment.
-inline constexpr int kAttempts = 20;
-inline constexpr std::chrono::milliseconds kBetweenAttempts(25);
-
 class Disk {
  public:
   virtual ~Disk() = default;
@@ -87,11 +82,10 @@ class Disk {
   virtual bool Copy(const Path& from, const Path& to) = 0;
 
   // Has what was written to a file, or the list of a folder's entries, put on the medium, links
-  // followed, so that a power cut does not take it back. A read-only file stays read-only. What
-  // another process holds is tried kAttempts times; here, since a second flush may answer yes after
-  // one that failed. True also where the file system knows no such request, and for what the user
-  // may not open for it. False when the system says that it could not be written, and when nothing
-  // is there.
+  // followed, so that a power cut does not take it back. A read-only file stays read-only. True
+  // also where the file system knows no such request, and for what the user may not open for it.
+  // False when the system says that it could not be written, when another process keeps it from
+  // being opened for that, and when nothing is there.
   virtual bool Flush(const Path& path) = 0;
 
   // Renames a file or a whole folder, links not followed. Replaces a file at `to`, never a folder

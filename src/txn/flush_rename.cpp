@@ -4,18 +4,21 @@
 
 namespace k7k {
 
-bool FlushRename(const Path& renamed, const Path& file) {
-  const bool folder_flushed = CurrentDisk().Flush(renamed.parent_path());
-  const bool file_flushed = file.empty() || CurrentDisk().Flush(file);
-  return folder_flushed && file_flushed;
+namespace {
+
+bool IsThere(const Path& file) {
+  const FileStatus status = CurrentDisk().Status(file);
+  return status == FileStatus::File || status == FileStatus::Unreadable;
 }
 
-Path FirstFile(const std::vector<Path>& paths) {
-  const auto file = std::find_if(paths.begin(), paths.end(), [](const Path& path) {
-    const FileStatus status = CurrentDisk().Status(path);
-    return status == FileStatus::File || status == FileStatus::Unreadable;
-  });
-  return file == paths.end() ? Path() : *file;
+}  // namespace
+
+bool FlushRename(const Path& renamed, const std::vector<Path>& files) {
+  const auto flush = [](const Path& path) { return CurrentDisk().Flush(path); };
+  const bool folder_flushed = flush(renamed.parent_path());
+  const bool file_flushed = std::any_of(files.begin(), files.end(), flush) ||
+                            std::none_of(files.begin(), files.end(), IsThere);
+  return folder_flushed && file_flushed;
 }
 
 }  // namespace k7k

@@ -147,8 +147,8 @@ InstallOutcome Commit(const Path& bundle, const PortablePieces& pieces, std::wst
   // No old piece goes before a power cut can no longer take either new one back.
   const Path& dll = pieces.dll.target;
   const Path& data = pieces.data.target;
-  const bool dll_durable = FlushRename(dll, dll);
-  const bool durable = FlushRename(data, PortableDataFiles(data).front()) && dll_durable;
+  const bool dll_durable = FlushRename(dll, {dll});
+  const bool durable = FlushRename(data, PortableDataFiles(data)) && dll_durable;
   if (pieces.dll.existed && !(durable && RemoveTree(pieces.dll.backup))) {
     Explain(detail, L"Portable plugin installed; DLL backup remains", InstallOutcome::Installed);
   }

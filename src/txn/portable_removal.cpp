@@ -47,9 +47,9 @@ RemovalOutcome RemovePortablePlugin(const Path& root, std::wstring* detail,
   }
 
   // Not before a power cut can no longer put what is being deleted back into its place.
-  const bool dll_durable = !dll_existed || FlushRename(dll_backup, dll_backup);
+  const bool dll_durable = !dll_existed || FlushRename(dll_backup, {dll_backup});
   const bool data_durable =
-      !data_existed || FlushRename(data_backup, FirstFile(PortableDataFiles(data_backup)));
+      !data_existed || FlushRename(data_backup, PortableDataFiles(data_backup));
   const bool durable = dll_durable && data_durable;
   const bool dll_deleted = !dll_existed || (durable && RemoveTree(dll_backup));
   const bool data_deleted = !data_existed || (durable && RemoveTree(data_backup));

@@ -96,7 +96,7 @@ InstallOutcome InstallPlugin(const Path& payload, const Path& plugin_parent, std
   }
 
   // The old copy goes only when a power cut can no longer take the new one back.
-  const bool durable = FlushRename(destination, InstalledFiles(destination).front());
+  const bool durable = FlushRename(destination, InstalledFiles(destination));
   if (backup_made && !(durable && RemoveTree(backup))) {
     return Explain(detail, L"Plugin was installed, but its private backup remains",
                    InstallOutcome::Installed);

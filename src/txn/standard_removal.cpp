@@ -50,7 +50,7 @@ RemovalOutcome RemovePlugin(const Path& plugin_parent, std::wstring* detail,
   }
 
   // Not before a power cut can no longer put what is being deleted back into its place.
-  if (FlushRename(backup, FirstFile(InstalledFiles(backup))) && RemoveTree(backup)) {
+  if (FlushRename(backup, InstalledFiles(backup)) && RemoveTree(backup)) {
     return RemovalOutcome::Removed;
   }
   if (RetryingMove(backup, destination) != 0) {

@@ -80,6 +80,10 @@ std::optional<std::wstring> StagingCopyMessage(const Asked& asked, const std::st
 // belong to it included.
 bool FailsCreation(const Asked& asked);
 
+// Whether a rename can be undone by a power cut after this answer: its folder was not flushed, or
+// none of its files was, and the one that is asked about is there.
+bool LeavesRenameOpen(const Asked& asked);
+
 // Whether a step of a walk failed and still gave an entry.
 bool KeptEntryAndFailed(const Asked& asked);
 
@@ -93,8 +97,8 @@ Rule EndsOnUnresolved(const Ruling& ruling);
 Rule EndsOnMove(const std::string& from, const Ruling& ruling);
 // A guarded removal that does not remove all. A false "absent" is no failure: nothing can know.
 Rule EndsOnKept(const std::string& name, const Ruling& ruling);
-// A flush that fails.
-Rule EndsOnFlush(const Ruling& ruling);
+// What LeavesRenameOpen says.
+Rule EndsOnOpenRename(const Ruling& ruling);
 std::optional<Ruling> NeverEnds(const Asked& asked);
 
 }  // namespace k7k::test

@@ -128,9 +128,18 @@ Rule EndsOnKept(const std::string& folder, const Ruling& ruling) {
   };
 }
 
-Rule EndsOnFlush(const Ruling& ruling) {
+bool LeavesRenameOpen(const Asked& asked) {
+  if (asked.call == Call::Status) {
+    return asked.status == FileStatus::File || asked.status == FileStatus::Unreadable;
+  }
+  const bool is_parent =
+      asked.name == kPluginParent || asked.name == kDllParent || asked.name == kDataParent;
+  return asked.call == Call::Flush && is_parent && !asked.answer;
+}
+
+Rule EndsOnOpenRename(const Ruling& ruling) {
   return [=](const Asked& asked) -> std::optional<Ruling> {
-    if (asked.call == Call::Flush && !asked.answer) return ruling;
+    if (LeavesRenameOpen(asked)) return ruling;
     return std::nullopt;
   };
 }

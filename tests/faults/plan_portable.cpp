@@ -180,7 +180,7 @@ std::optional<Ruling> CommitsData(const Asked& asked) {
 
 // Both old pieces are kept, and the message tells of the last one.
 std::optional<Ruling> MakesPiecesDurable(const Asked& asked) {
-  if (asked.call != Call::Flush || asked.answer || asked.seen.empty()) return std::nullopt;
+  if (!LeavesRenameOpen(asked) || asked.seen.empty()) return std::nullopt;
   return Ends(InstallOutcome::Installed, asked.seen.contains(kData)
                                              ? L"Portable plugin installed; data backup remains"
                                              : L"Portable plugin installed; DLL backup remains");
@@ -255,8 +255,11 @@ bool DurabilityStarts(const Asked& asked, const Asked*) {
   return Is(asked, Call::Flush, kDllParent) || Is(asked, Call::Flush, kDataParent);
 }
 
-bool DeletionStarts(const Asked& asked, const Asked*) {
-  return Is(asked, Call::Status, kDllRemoval) || Is(asked, Call::Status, kDataRemoval);
+// The library's backup is asked about as well when it could not be flushed.
+bool DeletionStarts(const Asked& asked, const Asked* previous) {
+  const bool is_flushing = Is(*previous, Call::Flush, kDllRemoval) && !previous->answer;
+  return (Is(asked, Call::Status, kDllRemoval) && !is_flushing) ||
+         Is(asked, Call::Status, kDataRemoval);
 }
 
 }  // namespace
@@ -285,7 +288,7 @@ Plan PortableRemovalPlan(InjectedFailure injected) {
         static_cast<int>(RemovalOutcome::Failed),
         L"Injected portable removal failure could not restore targets"};
   } else {
-    plan.steps.push_back({kDurability, DurabilityStarts, EndsOnFlush(Detached())});
+    plan.steps.push_back({kDurability, DurabilityStarts, EndsOnOpenRename(Detached())});
     plan.steps.push_back({"deletion", DeletionStarts, DeletesPortable});
     plan.otherwise = Ends(RemovalOutcome::Removed);
   }

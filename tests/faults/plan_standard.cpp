@@ -33,7 +33,7 @@ bool StagedCheckStarts(const Asked& asked, const Asked* previous) {
 
 // Without an old copy there is none to keep, and nothing to tell.
 std::optional<Ruling> MakesSwapDurable(const Asked& asked) {
-  if (asked.call != Call::Flush || asked.answer || asked.seen.empty()) return std::nullopt;
+  if (!LeavesRenameOpen(asked) || asked.seen.empty()) return std::nullopt;
   return Ends(InstallOutcome::Installed, L"Plugin was installed, but its private backup remains");
 }
 
@@ -152,7 +152,7 @@ Plan RemovalPlan(InjectedFailure injected) {
   not_deleted.unless_restored = {failed,
                                  L"Plugin removal failed and its backup could not be restored"};
   plan.steps.push_back(
-      {kDurability, StartsAt(Call::Flush, kPluginParent), EndsOnFlush(not_deleted)});
+      {kDurability, StartsAt(Call::Flush, kPluginParent), EndsOnOpenRename(not_deleted)});
   plan.steps.push_back({"deletion", StartsAt(Call::Status, kRemovalBackup),
                         EndsOnKept(kRemovalBackup, not_deleted)});
   plan.otherwise = Ends(RemovalOutcome::Removed);

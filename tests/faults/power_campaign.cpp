@@ -49,16 +49,6 @@ Tree WithoutPrivate(Tree tree) {
   return tree;
 }
 
-// Whether a removal was told that a file of what it had moved aside is not there. It may have been
-// the only one by which it could flush.
-bool WasDeniedAFile(const std::vector<Asked>& asked) {
-  return std::any_of(asked.begin(), asked.end(), [](const Asked& call) {
-    return call.call == Call::Status && call.failed && call.status == FileStatus::Absent &&
-           call.name.find("remove-") != std::string::npos &&
-           call.name.find(">/") != std::string::npos;
-  });
-}
-
 void Replace(Tree& tree, const std::string& name, const Tree& with) {
   std::erase_if(tree, [&](const auto& entry) { return IsAtOrBelow(entry.first, name); });
   for (const auto& [below, content] : with) tree.emplace(name + below, content);
@@ -213,10 +203,6 @@ PowerFigures PowerCampaign::RunAll() {
 void PowerCampaign::RunScenario(PowerGround& ground, const Scenario& scenario) {
   const auto judge = [&](const PowerGround::Recording& recording) {
     for (const Order order : kOrders) {
-      if (order == Order::AnyUntilAFileBelow && WasDeniedAFile(recording.run.asked)) {
-        ++figures_.denied;
-        continue;
-      }
       ground.Judge(recording, order, kMostStates);
     }
   };

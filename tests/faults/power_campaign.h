@@ -19,7 +19,6 @@ struct PowerFigures {
   int sampled = 0;         // cuts that left too many states, so that a part was judged
   std::size_t open = 0;    // the most operations that may be there or not at such a cut
   int continued = 0;       // states that the engine installed over and removed from
-  int denied = 0;  // runs not judged where only files count: nothing can know of one denied
   int violations = 0;
   double seconds = 0;
 };

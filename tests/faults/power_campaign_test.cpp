@@ -23,7 +23,7 @@ void Print(const std::string& transaction, const PowerFigures& figures) {
   std::cout << "power: transaction=" << transaction << " scenarios=" << figures.scenarios
             << " share=1/" << Share() << " runs=" << figures.runs << " cuts=" << figures.cuts
             << " states=" << figures.states << " sampled=" << figures.sampled << " possible=2^"
-            << figures.open << " continued=" << figures.continued << " denied=" << figures.denied
+            << figures.open << " continued=" << figures.continued
             << " violations=" << figures.violations
             << " seconds=" << static_cast<int>(figures.seconds + 0.5) << std::endl;
 }

@@ -161,12 +161,20 @@ TEST(PowerCheck, RemovalFlushesNothing_IsFoundInEachOrder) {
   EXPECT_EQ(OrdersThatFind(PortableRemoval(), Previous::Older, Without(IsFlush)), "kept any below");
 }
 
-TEST(PowerCheck, RemovalFlushesFoldersAlone_IsFoundWhereThatCoversNothing) {
-  const auto files = Without([](const Asked& asked) {
-    return IsFlush(asked) && (asked.name.ends_with(".dll") || asked.name.ends_with("-dll>"));
-  });
-  EXPECT_EQ(OrdersThatFind(StandardRemoval(), Previous::Older, files), "below");
-  EXPECT_EQ(OrdersThatFind(PortableRemoval(), Previous::Older, files), "below");
+TEST(PowerCheck, RemovalLeavesOneFlushOut_IsFoundWhereThatIsTheOneThatCovers) {
+  const auto found = [](const Transaction& removal, const std::string& not_flushed) {
+    return OrdersThatFind(removal, Previous::Older, Without(FlushOf(not_flushed)));
+  };
+  EXPECT_EQ(found(StandardRemoval(), kPluginParent), "any ");
+  EXPECT_EQ(found(StandardRemoval(),
+                  std::string(kPluginParent) + "/<remove-backup>/bin/64bit/k7k-obs-audio.dll"),
+            "below");
+  EXPECT_EQ(found(PortableRemoval(), kDllParent), "any ");
+  EXPECT_EQ(found(PortableRemoval(), std::string(kDllParent) + "/<portable-remove-dll>"), "below");
+  EXPECT_EQ(found(PortableRemoval(), kDataParent), "any ");
+  EXPECT_EQ(found(PortableRemoval(),
+                  std::string(kDataParent) + "/<portable-remove-data>/locale/en-US.ini"),
+            "below");
 }
 
 TEST(PowerCheck, RemovalFlushesAfterTheDeletion_IsFoundInAnyOrder) {

@@ -54,8 +54,6 @@ WRITE_MANIFEST = (INSPECT_TREE + times(FILES, step(ask=2) + HASH) + step(read=FI
 FLUSH = step(open=1, flush=1)
 # The folder of the new name, and a file at or below it.
 FLUSH_RENAME = FLUSH + FLUSH
-# Which file is there to be flushed is asked; of a whole copy it is the first.
-FIND_FILE = step(ask=1)
 # The source and the copy are asked about before both are opened.
 COPY = step(ask=2, open=2)
 
@@ -93,7 +91,7 @@ INSTALL_STANDARD = (
 REMOVE_STANDARD = (
     step(ask=3)    # the parent: is it there, is it a folder, is it a link
     + step(ask=2)  # the plugin: is it there, is it a folder
-    + INSPECT_TREE + step(ask=1) + MOVE + FIND_FILE + FLUSH_RENAME
+    + INSPECT_TREE + step(ask=1) + MOVE + FLUSH_RENAME
     + remove_tree(FILES + 1, FOLDERS))
 
 # Three folders, each no link; the executable: a file, no link, its size; the first two markers are
@@ -119,7 +117,7 @@ INSTALL_PORTABLE = (
     + step(ask=2, open=1, remove=1) + remove_tree(FILES - 1, DATA_FOLDERS))
 REMOVE_PORTABLE = (
     VALIDATE + VALIDATE + PORTABLE_TARGETS + step(ask=2) + MOVE + MOVE
-    + FLUSH_RENAME + FIND_FILE + FLUSH_RENAME
+    + FLUSH_RENAME + FLUSH_RENAME
     + step(ask=2, open=1, remove=1) + remove_tree(FILES - 1, DATA_FOLDERS))
 
 COMMANDS = {

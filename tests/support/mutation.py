@@ -20,6 +20,7 @@ import re
 import shutil
 import subprocess
 import sys
+import threading
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent.parent
 WORK = ROOT / "build" / "mutation"
@@ -96,6 +97,10 @@ def prepare(number, mode):
     return folder
 
 
+# The tests share what a system has once: its processes, of which one may be OBS, and Wine's folders.
+ONE_AT_A_TIME = threading.Lock()
+
+
 def judge(folder, mode, file):
     """What the tests say of the tree as it is: the room's, then all of them."""
     for which in ([room_filter(file)], []):
@@ -120,7 +125,8 @@ def try_defect(folder, mode, defect):
         built = run(mode.build, folder, mode)
         if built is None or built.returncode != 0:
             return name, "NOT BUILT: " + (built.stdout[-600:] if built else "timeout")
-        result = judge(folder, mode, file)
+        with ONE_AT_A_TIME:
+            result = judge(folder, mode, file)
         if not reason:
             return name, result
         return name, f"listed: {reason}" if result == "SURVIVED" else f"LISTED, BUT {result}"

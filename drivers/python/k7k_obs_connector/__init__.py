@@ -298,8 +298,8 @@ class OldCopy(enum.Enum):
     # Nothing is in the plugin's place. What could not be deleted is under a private `remove-backup`
     # name.
     MOVED_AWAY = "moved-away"
-    # OBS no longer sees the plugin. What could not be deleted is under a private `portable-remove-
-    # dll` or `portable-remove-data` name.
+    # OBS no longer sees the plugin. What could not be deleted is under a private
+    # `portable-remove-dll` or `portable-remove-data` name.
     DETACHED = "detached"
 
 

@@ -175,22 +175,30 @@ TEST_F(RemoveAnswersWinTest, FolderThatIsALink_IsNotEntered) {
   ExpectRefused(folder_ / "tree");  // no link can have content
 }
 
-// The names of entries below the root of a volume.
+// The names of entries as if that folder were the root of a volume.
+InformationPatch ToldAsARoot(const Path& folder) {
+  const std::wstring own = folder.native().substr(2);  // without the drive
+  return InformationPatch("GetFileInformationByHandleEx", [own](auto real, HANDLE entry, auto kind,
+                                                                void* answer, DWORD size) {
+    const BOOL answered = real(entry, kind, answer, size);
+    if (!answered || kind != FileNameInfo) return answered;
+    auto* info = static_cast<FILE_NAME_INFO*>(answer);
+    std::wstring name(info->FileName, info->FileNameLength / sizeof(wchar_t));
+    if (!name.starts_with(own)) return answered;
+    name = name == own ? L"\\" : name.substr(own.size());
+    std::copy(name.begin(), name.end(), info->FileName);
+    info->FileNameLength = static_cast<DWORD>(name.size() * sizeof(wchar_t));
+    return answered;
+  });
+}
+
+TEST_F(RemoveAnswersWinTest, RootOfAVolume_NamesNoEntryAndIsRefused) {
+  const InformationPatch patch = ToldAsARoot(folder_ / "tree");
+  ExpectRefused(folder_ / "tree/");
+}
+
 TEST_F(RemoveAnswersWinTest, FolderToldAsARoot_EntriesAreRemoved) {
-  const std::wstring own = folder_.path().native().substr(2);  // without the drive
-  const InformationPatch patch(
-      "GetFileInformationByHandleEx",
-      [own](auto real, HANDLE entry, auto kind, void* answer, DWORD size) {
-        const BOOL answered = real(entry, kind, answer, size);
-        if (!answered || kind != FileNameInfo) return answered;
-        auto* info = static_cast<FILE_NAME_INFO*>(answer);
-        std::wstring name(info->FileName, info->FileNameLength / sizeof(wchar_t));
-        if (!name.starts_with(own)) return answered;
-        name = name == own ? L"\\" : name.substr(own.size());
-        std::copy(name.begin(), name.end(), info->FileName);
-        info->FileNameLength = static_cast<DWORD>(name.size() * sizeof(wchar_t));
-        return answered;
-      });
+  const InformationPatch patch = ToldAsARoot(folder_.path());
   const ImportPatch<decltype(::GetFinalPathNameByHandleW)> not_asked(
       "GetFinalPathNameByHandleW", [](auto, HANDLE, wchar_t*, DWORD, DWORD) {
         ADD_FAILURE() << "the names tell";

@@ -48,6 +48,12 @@ std::vector<std::string> Steps(const FaultDisk& disk, const Path& folder) {
 
 std::function<bool(const DiskCall&)> FlushOf(const Path& path) { return On(Call::Flush, path); }
 
+std::function<bool(const DiskCall&)> FlushBelow(const Path& folder) {
+  return [=](const DiskCall& call) {
+    return call.call == Call::Flush && call.path.native().starts_with((folder / "").native());
+  };
+}
+
 // Standard target.
 
 class TxnDurabilityStandardTest : public testing::Test, protected StandardTarget {
@@ -128,21 +134,30 @@ TEST_F(TxnDurabilityStandardTest, Install_StagingFolderCannotBeFlushed_IsAFailed
 }
 
 TEST_F(TxnDurabilityStandardTest, Install_SwapCannotBeFlushed_KeepsTheOldCopyAndSaysSo) {
-  for (const Path& not_flushed : {parent, plugin / "bin" / "64bit" / "k7k-obs-audio.dll"}) {
+  for (const auto& not_flushed : {FlushOf(parent), FlushBelow(plugin)}) {
     WriteOldCopy();
     const Tree before = Now();
-    disk.fails = FlushOf(not_flushed);
+    disk.fails = not_flushed;
+    detail = kSentinel;
     EXPECT_EQ(Install(), InstallOutcome::Installed);
     EXPECT_EQ(detail, kBackupRemains);
     const Tree after = Now();
     const std::string backup = PrivateName(after, L"backup");
     EXPECT_EQ(Without(after, backup), Installed(before));
     EXPECT_EQ(Renamed(Without(after, plugin_name), backup, plugin_name), before);
-    EXPECT_EQ(
-        StepsFrom("flush " + parent_name),
-        (std::vector<std::string>{"flush " + parent_name, "flush " + plugin_name + kLibrary}));
+    EXPECT_EQ(StepsFrom("flush " + parent_name)[1], "flush " + plugin_name + kLibrary);
     EXPECT_TRUE(NativeDisk().RemoveAll(parent));
   }
+}
+
+TEST_F(TxnDurabilityStandardTest, Install_LibraryInPlaceCannotBeFlushed_AnotherFileIsEnough) {
+  WriteOldCopy();
+  disk.fails = FlushOf(plugin / "bin" / "64bit" / "k7k-obs-audio.dll");
+  ExpectInstalled();
+  EXPECT_EQ(
+      StepsFrom("flush " + parent_name),
+      (std::vector<std::string>{"flush " + parent_name, "flush " + plugin_name + kLibrary,
+                                "flush " + plugin_name + "/data/locale/en-US.ini", "remove"}));
 }
 
 TEST_F(TxnDurabilityStandardTest, Install_SwapCannotBeFlushedWithoutAnOldCopy_SaysNothing) {
@@ -160,39 +175,37 @@ TEST_F(TxnDurabilityStandardTest, Removal_IsFlushedBeforeTheDeletion) {
                                 "flush " + parent_name + "/<remove-backup>" + kLibrary, "remove"}));
 }
 
-TEST_F(TxnDurabilityStandardTest, Removal_OfACopyWithoutALibrary_FlushesItsFirstRequiredFile) {
+TEST_F(TxnDurabilityStandardTest, Removal_OfACopyWithoutALibrary_FlushesItsFirstDataFile) {
   WriteOldCopy();
   EXPECT_TRUE(NativeDisk().RemoveAll(plugin / "bin"));
-  EXPECT_TRUE(NativeDisk().RemoveAll(plugin / "data" / "locale" / "en-US.ini"));
-  MakeFolder(plugin / "data" / "locale" / "en-US.ini");
   EXPECT_EQ(Remove(), RemovalOutcome::Removed);
-  EXPECT_EQ(StepsFrom("flush " + parent_name)[1],
-            "flush " + parent_name + "/<remove-backup>/data/locale/zh-TW.ini");
-}
-
-TEST_F(TxnDurabilityStandardTest, Removal_LibraryThatCannotBeAskedAbout_IsFlushed) {
-  WriteOldCopy();
-  disk.fails = [](const DiskCall& call) {
-    return call.call == Call::Status && call.path.filename() == "k7k-obs-audio.dll";
-  };
-  EXPECT_EQ(Remove(), RemovalOutcome::Removed);
-  EXPECT_EQ(StepsFrom("flush " + parent_name)[1],
-            "flush " + parent_name + "/<remove-backup>" + kLibrary);
-}
-
-TEST_F(TxnDurabilityStandardTest, Removal_OfACopyWithoutAnyRequiredFile_FlushesItsFolderAlone) {
-  WriteFile(plugin / "readme.txt", "what is left");
-  EXPECT_EQ(Remove(), RemovalOutcome::Removed);
+  const std::string backup = parent_name + "/<remove-backup>";
   EXPECT_EQ(StepsFrom("flush " + parent_name),
-            (std::vector<std::string>{"flush " + parent_name, "remove"}));
+            (std::vector<std::string>{"flush " + parent_name, "flush " + backup + kLibrary,
+                                      "flush " + backup + "/data/locale/en-US.ini", "remove"}));
+}
+
+TEST_F(TxnDurabilityStandardTest, Removal_OfACopyWithoutAnyRequiredFile_NeedsItsFolderAlone) {
+  WriteFile(plugin / "readme.txt", "what is left");
+  MakeFolder(plugin / "data" / "locale");
+  ExpectRemoved();
+}
+
+TEST_F(TxnDurabilityStandardTest, Removal_FileThatCannotBeFlushedNorAskedAbout_IsRolledBack) {
+  WriteFile(plugin / "data" / "locale" / "ja-JP.ini", "what is left");
+  disk.fails = [](const DiskCall& call) {
+    return (call.call == Call::Flush || call.call == Call::Status) &&
+           call.path.filename() == "ja-JP.ini";
+  };
+  ExpectRemoval(RemovalOutcome::Failed, L"Plugin removal failed and was rolled back", Now());
 }
 
 TEST_F(TxnDurabilityStandardTest, Removal_CannotBeFlushed_IsRolledBack) {
   WriteOldCopy();
-  const auto of_library = [](const DiskCall& call) {
-    return call.call == Call::Flush && call.path.filename() == "k7k-obs-audio.dll";
+  const auto below_backup = [](const DiskCall& call) {
+    return call.call == Call::Flush && call.path.has_extension();
   };
-  for (const auto& not_flushed : {FlushOf(parent), std::function(of_library)}) {
+  for (const auto& not_flushed : {FlushOf(parent), std::function(below_backup)}) {
     disk.fails = not_flushed;
     detail = kSentinel;
     ExpectRemoval(RemovalOutcome::Failed, L"Plugin removal failed and was rolled back", Now());
@@ -290,14 +303,17 @@ TEST_F(TxnDurabilityPortableTest, Install_StagedDataCannotBeFlushed_IsAFailedCop
 }
 
 TEST_F(TxnDurabilityPortableTest, Install_ASwapCannotBeFlushed_KeepsBothOldPieces) {
-  for (const Path& not_flushed : {dll_parent, dll, data_parent, data / "locale" / "en-US.ini"}) {
+  for (const auto& not_flushed :
+       {FlushOf(dll_parent), FlushOf(dll), FlushOf(data_parent), FlushBelow(data)}) {
     WriteOldPieces();
     const Tree before = Now();
-    disk.fails = FlushOf(not_flushed);
+    disk.fails = not_flushed;
+    detail = kSentinel;
     EXPECT_EQ(Install(), InstallOutcome::Installed);
     EXPECT_EQ(detail, L"Portable plugin installed; data backup remains");
     ExpectBothBackupsKept(before);
-    EXPECT_EQ(StepsFrom("flush " + dll_parent_name).size(), 4U);
+    EXPECT_EQ(StepsFrom("flush " + data_parent_name)[1],
+              "flush " + data_name + "/locale/en-US.ini");
     EXPECT_TRUE(NativeDisk().RemoveAll(root / "obs-plugins"));
     EXPECT_TRUE(NativeDisk().RemoveAll(root / "data"));
   }
@@ -328,7 +344,7 @@ TEST_F(TxnDurabilityPortableTest, Removal_BothFoldersAreFlushedBeforeEitherDelet
           "flush " + data_parent_name + "/<portable-remove-data>/locale/en-US.ini", "remove"}));
 }
 
-TEST_F(TxnDurabilityPortableTest, Removal_OfOnePiece_FlushesItsFolderAlone) {
+TEST_F(TxnDurabilityPortableTest, Removal_OfOnePiece_FlushesThatAlone) {
   WriteOldData();
   EXPECT_EQ(Remove(), RemovalOutcome::Removed);
   EXPECT_EQ(
@@ -341,13 +357,14 @@ TEST_F(TxnDurabilityPortableTest, Removal_OfOnePiece_FlushesItsFolderAlone) {
 TEST_F(TxnDurabilityPortableTest, Removal_CannotBeFlushed_KeepsBothPiecesInTheirBackups) {
   WriteOldPieces();
   const auto of_data_file = [](const DiskCall& call) {
-    return call.call == Call::Flush && call.path.filename() == "en-US.ini";
+    return call.call == Call::Flush && call.path.extension() == ".ini";
   };
   for (const auto& not_flushed :
        {FlushOf(dll_parent), OnPrivate(Call::Flush, L"portable-remove-dll"), FlushOf(data_parent),
         std::function<bool(const DiskCall&)>(of_data_file)}) {
     const Tree before = Now();
     disk.fails = not_flushed;
+    detail = kSentinel;
     EXPECT_EQ(Remove(), RemovalOutcome::Failed);
     EXPECT_EQ(detail, L"Portable plugin was detached, but a private backup remains");
     EXPECT_EQ(disk.Count(Call::Remove), 0);
