@@ -97,7 +97,7 @@ def prepare(number, mode):
     return folder
 
 
-# The tests share what a system has once: its processes, of which one may be OBS, and Wine's folders.
+# The tests share what a system has once: its processes, one of which may be OBS; Wine's folders.
 ONE_AT_A_TIME = threading.Lock()
 
 
