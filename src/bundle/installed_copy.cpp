@@ -1,5 +1,7 @@
 #include "bundle/installed_copy.h"
 
+#include <algorithm>
+
 #include "bundle/bundle_check.h"
 #include "bundle/file_digest.h"
 #include "bundle/required_files.h"
@@ -37,16 +39,16 @@ Path DataPath(const RequiredFile& file) { return Path(file.path).lexically_relat
 Path PluginFolderIn(const Path& plugin_parent) { return plugin_parent / L"k7k-obs-audio"; }
 
 std::vector<Path> InstalledFiles(const Path& installed) {
-  std::vector<Path> files;
-  for (const RequiredFile& file : RequiredFiles) files.push_back(installed / file.path);
+  std::vector<Path> files(RequiredFiles.size());
+  std::transform(RequiredFiles.begin(), RequiredFiles.end(), files.begin(),
+                 [&](const RequiredFile& file) { return installed / file.path; });
   return files;
 }
 
 std::vector<Path> PortableDataFiles(const Path& data) {
-  std::vector<Path> files;
-  for (std::size_t i = 1; i < RequiredFiles.size(); ++i) {
-    files.push_back(data / DataPath(RequiredFiles[i]));
-  }
+  std::vector<Path> files(RequiredFiles.size() - 1);
+  std::transform(RequiredFiles.begin() + 1, RequiredFiles.end(), files.begin(),
+                 [&](const RequiredFile& file) { return data / DataPath(file); });
   return files;
 }
 
