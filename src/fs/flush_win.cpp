@@ -10,7 +10,7 @@ namespace {
 // into it ("NtFlushBuffersFileEx function (ntifs.h)", "File Access Rights Constants").
 KernelHandle OpenToFlush(const std::wstring& text) {
   KernelHandle handle;
-  for (const DWORD right : {FILE_APPEND_DATA, FILE_WRITE_DATA}) {
+  for (const DWORD right : {DWORD{FILE_APPEND_DATA}, DWORD{FILE_WRITE_DATA}}) {
     handle = KernelHandle(::CreateFileW(text.c_str(), right, kShareAll, nullptr, OPEN_EXISTING,
                                         FILE_FLAG_BACKUP_SEMANTICS, nullptr));
     if (handle || ::GetLastError() != ERROR_ACCESS_DENIED) break;
