@@ -40,7 +40,7 @@ bool FlushToMedium(const std::wstring& text) {
   const bool may_not_be_opened = !handle && IsDenied();
   if (is_read_only && !::SetFileAttributesW(text.c_str(), attributes)) return false;
   if (!handle) return may_not_be_opened;
-  // Some servers deny it for every folder.
+  // A server may deny it for folders that can be renamed in all the same.
   return ::FlushFileBuffers(handle.Get()) || KnowsNoFlush() || (is_folder && IsDenied());
 }
 

@@ -11,8 +11,8 @@ namespace k7k {
 // flushed, and so is a file at or below the new name: FAT answers the flush of a folder without
 // doing it, and takes the folders above a file along when that is flushed ("fastfat File System
 // Driver", sample). It is the first of `files` that can be flushed; when none of them is there the
-// folder is enough. Both are asked for, whatever the first answers. On false a power cut
-// may take the rename back.
+// folder is enough. Both are asked for, whatever the first answers. On false a power cut may take
+// the rename back.
 bool FlushRename(const Path& renamed, const std::vector<Path>& files);
 
 }  // namespace k7k

@@ -90,7 +90,7 @@ TEST_F(FlushWinTest, Flush_MayNotBeOpenedForIt_CountsAsDone) {
   EXPECT_TRUE(test::IsReadOnly(file_));
 }
 
-// As some servers do it for every folder.
+// As a server may do it.
 TEST_F(FlushWinTest, Flush_DeniedWhereItWasOpened_CountsAsDoneForAFolderAlone) {
   const FlushPatch patch = FlushFails(ERROR_ACCESS_DENIED);
   EXPECT_TRUE(disk_.Flush(path_));

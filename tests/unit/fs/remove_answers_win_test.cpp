@@ -22,6 +22,7 @@ using test::TestFolder;
 using test::Tree;
 using test::WriteFile;
 
+using FinalPathPatch = ImportPatch<decltype(::GetFinalPathNameByHandleW)>;
 using InformationPatch = ImportPatch<decltype(::GetFileInformationByHandleEx)>;
 using OpenPatch = ImportPatch<decltype(::CreateFileW)>;
 
@@ -192,6 +193,13 @@ InformationPatch ToldAsARoot(const Path& folder) {
   });
 }
 
+FinalPathPatch FinalPathsAreNotAsked() {
+  return FinalPathPatch("GetFinalPathNameByHandleW", [](auto, HANDLE, wchar_t*, DWORD, DWORD) {
+    ADD_FAILURE() << "the names tell";
+    return DWORD{0};
+  });
+}
+
 TEST_F(RemoveAnswersWinTest, RootOfAVolume_NamesNoEntryAndIsRefused) {
   const InformationPatch patch = ToldAsARoot(folder_ / "tree");
   ExpectRefused(folder_ / "tree/");
@@ -199,11 +207,7 @@ TEST_F(RemoveAnswersWinTest, RootOfAVolume_NamesNoEntryAndIsRefused) {
 
 TEST_F(RemoveAnswersWinTest, FolderToldAsARoot_EntriesAreRemoved) {
   const InformationPatch patch = ToldAsARoot(folder_.path());
-  const ImportPatch<decltype(::GetFinalPathNameByHandleW)> not_asked(
-      "GetFinalPathNameByHandleW", [](auto, HANDLE, wchar_t*, DWORD, DWORD) {
-        ADD_FAILURE() << "the names tell";
-        return DWORD{0};
-      });
+  const FinalPathPatch not_asked = FinalPathsAreNotAsked();
   EXPECT_TRUE(RemoveWithoutFollowing(folder_ / "tree"));
   EXPECT_EQ(TakeTree(folder_.path()), Tree());
 }
@@ -221,11 +225,7 @@ TEST_F(RemoveAnswersWinTest, EntryToldInAnotherLetterCase_IsRemoved) {
                        [](wchar_t letter) { return static_cast<wchar_t>(std::towupper(letter)); });
         return answered;
       });
-  const ImportPatch<decltype(::GetFinalPathNameByHandleW)> not_asked(
-      "GetFinalPathNameByHandleW", [](auto, HANDLE, wchar_t*, DWORD, DWORD) {
-        ADD_FAILURE() << "the names tell";
-        return DWORD{0};
-      });
+  const FinalPathPatch not_asked = FinalPathsAreNotAsked();
   EXPECT_TRUE(RemoveWithoutFollowing(folder_ / "tree"));
   EXPECT_EQ(TakeTree(folder_.path()), Tree());
 }
@@ -236,9 +236,9 @@ TEST_F(RemoveAnswersWinTest, EntryWhoseFinalPathCannotBeHad_IsJudgedByItsIdentif
     return kind == FileNameInfo ? Failing(ERROR_INVALID_FUNCTION, FALSE) : real(entry, kind, to...);
   });
   int asked = 0;  // by turns of the folder and of the entry
-  const ImportPatch<decltype(::GetFinalPathNameByHandleW)> patch(
-      "GetFinalPathNameByHandleW",
-      [&](auto real, auto... given) { return ++asked % 2 == 1 ? real(given...) : DWORD{0}; });
+  const FinalPathPatch patch("GetFinalPathNameByHandleW", [&](auto real, auto... given) {
+    return ++asked % 2 == 1 ? real(given...) : DWORD{0};
+  });
   {
     const ImportPatch<decltype(::GetFileInformationByHandle)> none(
         "GetFileInformationByHandle",
