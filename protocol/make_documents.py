@@ -176,7 +176,8 @@ def other_tables():
     yield "## Private names"
     yield from paragraph(
         f"`{constants['privatePrefix']}<tag>.<process>.<time>`, beside what they stand for. A run "
-        "that ends by itself leaves one only where something could not be deleted or moved back.")
+        "that ends by itself leaves one only where something could not be deleted, moved back, or "
+        "written through to the disk.")
     yield ""
     yield from table(["Tag", "Folder", "Holds"], (
         [f"`{name['tag']}`", place_of(name["place"]), name["holds"]]

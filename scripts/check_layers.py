@@ -2,8 +2,7 @@
 """Holds the sources against the rules of the house.
 
 - An include goes from a room to itself or to a room below it, never up.
-- Platform headers and platform conditionals stand in *_win.* files alone (POSIX headers in
-  *_posix.*).
+- Platform headers stand in *_win.* and *_posix.* files alone; there are no platform conditionals.
 - std::filesystem's disk functions stand in the files of the host's disk alone.
 - A unit test stands in the room of its source; its file and its suites begin with the source's
   name, or with the room's when it is about several sources.

@@ -6,8 +6,8 @@
 // - A reparse point (on POSIX: a symbolic link) is followed only where the contract says so.
 // - Nothing is cached: each call asks the disk afresh.
 //
-// std::filesystem is used for the path type alone, because its Windows implementation in the cross
-// toolchain does not see links and deletes what lies behind them.
+// On Windows std::filesystem is used for the path type alone, because its implementation in the
+// cross toolchain does not see links and deletes what lies behind them.
 #pragma once
 
 #include <chrono>

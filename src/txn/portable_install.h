@@ -14,7 +14,8 @@ namespace k7k {
 //
 // Whatever the outcome, each old piece that was seen or each new one is complete: at its place, or,
 // when a move back failed, under its private backup name beside it. detail (may be null) has the
-// message of every outcome but Installed, which writes one only when a backup could not be deleted.
+// message of every outcome but Installed, which writes one only when a backup stays: it could not
+// be deleted, or the swap not be flushed.
 InstallOutcome InstallPortablePlugin(const Path& bundle, const Path& root, std::wstring* detail,
                                      InjectedFailure injected);
 

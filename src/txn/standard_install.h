@@ -15,7 +15,7 @@ namespace k7k {
 // Whatever the outcome, the old or the new copy is complete: at its place, or, when a move back
 // failed, under the private backup name beside it. Every way out tries to remove the staging
 // folder. detail (may be null) has the message of every outcome but Installed, which writes one
-// only when the backup could not be deleted.
+// only when the backup stays: it could not be deleted, or the swap not be flushed.
 InstallOutcome InstallPlugin(const Path& payload, const Path& plugin_parent, std::wstring* detail,
                              InjectedFailure injected);
 
