@@ -34,7 +34,8 @@ bool FlushToMedium(const std::wstring& text) {
   const bool is_folder = (attributes & FILE_ATTRIBUTE_DIRECTORY) != 0;
   // Writing is denied for a read-only file, so its bit is away while it is opened.
   const bool is_read_only = !is_folder && (attributes & FILE_ATTRIBUTE_READONLY) != 0;
-  const DWORD writable = attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY);
+  DWORD writable = attributes & ~static_cast<DWORD>(FILE_ATTRIBUTE_READONLY);
+  if (writable == 0) writable = FILE_ATTRIBUTE_NORMAL;
   if (is_read_only && !::SetFileAttributesW(text.c_str(), writable)) return IsDenied();
   const KernelHandle handle = OpenToFlush(text);
   const bool may_not_be_opened = !handle && IsDenied();

@@ -18,6 +18,7 @@ using test::TestFolder;
 using test::WriteFile;
 
 using AttributesPatch = ImportPatch<decltype(::SetFileAttributesW)>;
+using AttributesQuery = ImportPatch<decltype(::GetFileAttributesW)>;
 using FlushPatch = ImportPatch<decltype(::FlushFileBuffers)>;
 using OpenPatch = ImportPatch<decltype(::CreateFileW)>;
 
@@ -138,6 +139,20 @@ TEST_F(FlushWinTest, Flush_ReadOnlyBitThatCannotBePutBack_IsFalse) {
 }
 
 // As a scanner has it open.
+// Nothing is no value that the system takes for "no attribute".
+TEST_F(FlushWinTest, Flush_FileThatIsReadOnlyAlone_IsNormalMeanwhile) {
+  std::vector<DWORD> asked;
+  const AttributesQuery query("GetFileAttributesW",
+                              [](auto, const wchar_t*) { return DWORD{FILE_ATTRIBUTE_READONLY}; });
+  const AttributesPatch patch("SetFileAttributesW",
+                              [&asked](auto native, const wchar_t* path, DWORD attributes) {
+                                asked.push_back(attributes);
+                                return native(path, attributes);
+                              });
+  EXPECT_TRUE(disk_.Flush(file_));
+  EXPECT_EQ(asked, (std::vector<DWORD>{FILE_ATTRIBUTE_NORMAL, FILE_ATTRIBUTE_READONLY}));
+}
+
 TEST_F(FlushWinTest, Flush_FileThatIsOpenForDeletion_IsTrue) {
   const KernelHandle other(::CreateFileW(file_.c_str(), GENERIC_READ | DELETE, kShareAll, nullptr,
                                          OPEN_EXISTING, 0, nullptr));
