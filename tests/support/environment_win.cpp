@@ -73,7 +73,8 @@ HRESULT WINAPI TellProgramData(REFKNOWNFOLDERID, DWORD, HANDLE, PWSTR* text) {
 }  // namespace
 
 ProgramDataSetting::ProgramDataSetting(const std::optional<Path>& folder) {
-  const std::wstring text = folder ? folder->native() : L"C:\\there is no such folder";
+  // For none, a folder in one that is gone, and whose name does not come again.
+  const std::wstring text = (folder ? *folder : TestFolder().path() / L"none").native();
   if (RunsUnderWine()) {
     ReplaceMachineSettings(text);
   } else {
