@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 #include <windows.h>
 
-#include <cwchar>
 #include <string>
 
 #include "selftest/temporary_folder.h"
@@ -12,12 +11,11 @@ namespace {
 
 using test::ImportPatch;
 
-// What is found when the system answers with this length, having stored the text if it fits.
+// What is found when the system answers with this length, having stored of the text what fits.
 Path FoundWhere(const std::wstring& text, DWORD length) {
   const ImportPatch<decltype(::GetTempPathW)> patch("GetTempPathW",
                                                     [&](auto, DWORD room, wchar_t* to) {
-                                                      if (text.size() < room)
-                                                        std::wcscpy(to, text.c_str());
+                                                      to[text.copy(to, room - 1)] = L'\0';
                                                       return length;
                                                     });
   return GetTemporaryFolder();
