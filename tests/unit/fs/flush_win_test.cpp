@@ -138,7 +138,6 @@ TEST_F(FlushWinTest, Flush_ReadOnlyBitThatCannotBePutBack_IsFalse) {
   EXPECT_EQ(set, 2);
 }
 
-// As a scanner has it open.
 // Nothing is no value that the system takes for "no attribute".
 TEST_F(FlushWinTest, Flush_FileThatIsReadOnlyAlone_IsNormalMeanwhile) {
   std::vector<DWORD> asked;
@@ -153,6 +152,7 @@ TEST_F(FlushWinTest, Flush_FileThatIsReadOnlyAlone_IsNormalMeanwhile) {
   EXPECT_EQ(asked, (std::vector<DWORD>{FILE_ATTRIBUTE_NORMAL, FILE_ATTRIBUTE_READONLY}));
 }
 
+// As a scanner has it open.
 TEST_F(FlushWinTest, Flush_FileThatIsOpenForDeletion_IsTrue) {
   const KernelHandle other(::CreateFileW(file_.c_str(), GENERIC_READ | DELETE, kShareAll, nullptr,
                                          OPEN_EXISTING, 0, nullptr));
