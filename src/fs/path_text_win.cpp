@@ -12,10 +12,13 @@ namespace {
 constexpr std::size_t kLongFrom = 240;  // characters
 
 // Whether a text is one that Win32 hands on as it is.
-bool HasPrefix(std::wstring_view text) {
-  return text.starts_with(L"\\\\?\\") || text.starts_with(L"\\\\.\\") ||
-         text.starts_with(L"\\??\\");
+bool IsExact(std::wstring_view text) {
+  return text.starts_with(L"\\\\?\\") || text.starts_with(L"\\??\\");
 }
+
+// Whether it has the prefix of devices, behind which Win32 takes a path apart like any other ("File
+// path formats on Windows systems").
+bool IsDevicePath(std::wstring_view text) { return text.starts_with(L"\\\\.\\"); }
 
 // Whether Win32 drops the end of a name, where it stands at the end of a path or in its middle.
 bool IsTrimmed(std::wstring_view name) {
@@ -39,8 +42,8 @@ std::wstring FullText(const std::wstring& text) {
 
 std::wstring SeparatedText(Path path) {
   std::wstring text = path.make_preferred().native();
-  const bool is_device = text.starts_with(L"\\\\?\\") || text.starts_with(L"\\\\.\\");
-  if (is_device && text.size() > 4 && text.find(L'\\', 4) == std::wstring::npos) text += L'\\';
+  const bool has_prefix = text.starts_with(L"\\\\?\\") || IsDevicePath(text);
+  if (has_prefix && text.size() > 4 && text.find(L'\\', 4) == std::wstring::npos) text += L'\\';
   return text;
 }
 
@@ -50,9 +53,11 @@ std::wstring Win32Text(const Path& path) {
 }
 
 std::wstring LongText(const std::wstring& text) {
-  if (HasPrefix(text)) return text;
+  if (IsExact(text)) return text;
   const std::wstring full = FullText(text);
-  if (full.empty() || HasPrefix(full)) return text;
+  if (full.empty() || IsExact(full)) return text;
+  // A device's bare name, like "nul", gets the prefix of devices only here.
+  if (IsDevicePath(full)) return IsDevicePath(text) ? L"\\\\?\\" + full.substr(4) : text;
   const bool is_share = full.starts_with(L"\\\\");
   return is_share ? L"\\\\?\\UNC\\" + full.substr(2) : L"\\\\?\\" + full;
 }
@@ -60,7 +65,7 @@ std::wstring LongText(const std::wstring& text) {
 std::vector<std::wstring> ExactTexts(const Path& path) {
   std::vector<std::wstring> texts;
   const std::wstring text = SeparatedText(path);
-  if (HasPrefix(text)) return texts;
+  if (IsExact(text)) return texts;
   for (std::size_t start = 0; start < text.size();) {
     const std::size_t end = std::min(text.find(L'\\', start), text.size());
     if (IsTrimmed(std::wstring_view(text).substr(start, end - start))) {

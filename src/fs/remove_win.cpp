@@ -158,33 +158,38 @@ std::uint64_t IdentifierOf(HANDLE entry) {
   return (std::uint64_t{info.nFileIndexHigh} << 32) | info.nFileIndexLow;
 }
 
-// The identifier and the attributes that an open folder lists for a name.
+// Whether an open folder lists the identifier of an opened entry for that name and no other one. A
+// link and its target can be listed with the same.
 bool IsListedAs(HANDLE folder, const std::wstring& name, HANDLE entry, DWORD attributes) {
   const std::uint64_t identifier = IdentifierOf(entry);
   bool listed = false;
+  int names = 0;
   ForEachRecord<FILE_ID_BOTH_DIR_INFO>(
       folder, FileIdBothDirectoryRestartInfo, FileIdBothDirectoryInfo,
       [&](const FILE_ID_BOTH_DIR_INFO& record, const std::wstring& found) {
-        listed |= AreSameName(found, name) && IsLink(record.FileAttributes) == IsLink(attributes) &&
-                  static_cast<std::uint64_t>(record.FileId.QuadPart) == identifier;
+        if (static_cast<std::uint64_t>(record.FileId.QuadPart) != identifier) return;
+        ++names;
+        listed |= AreSameName(found, name) && IsLink(record.FileAttributes) == IsLink(attributes);
       });
-  return listed && identifier != kNoIdentifier && identifier != kTooWide;
+  return listed && names == 1 && identifier != kNoIdentifier && identifier != kTooWide;
 }
 
 // Whether an opened entry is the one that its folder holds under that name. Some file systems open
 // the target of a link although the link itself was asked for; the opened name then tells. Of two
 // handles one can be told by the short names by which it was opened, and the other not: their final
-// paths tell. The identifiers that a folder lists count only where no paths can be had, because
-// those that open the target list the target's identifier too.
+// paths tell. The identifiers that a folder lists count where no paths can be had, or where the
+// entry is told by another name of the same folder; never for one told elsewhere, because those
+// that open the target list the target's identifier too.
 bool IsEntryOf(HANDLE folder, const std::wstring& name, HANDLE entry, DWORD attributes) {
   if (IsPathIn(NameOf(folder), name, NameOf(entry))) return true;
   constexpr DWORD kForm = FILE_NAME_NORMALIZED | VOLUME_NAME_NONE;
   const std::wstring final_folder = FinalPathText(folder, kForm);
   const std::wstring final_entry = FinalPathText(entry, kForm);
-  if (!final_folder.empty() && !final_entry.empty()) {
-    return IsPathIn(final_folder, name, final_entry);
-  }
-  return IsListedAs(folder, name, entry, attributes);
+  if (IsPathIn(final_folder, name, final_entry)) return true;
+  const std::wstring told = final_entry.substr(final_entry.rfind(L'\\') + 1);
+  const bool is_told_elsewhere =
+      !final_folder.empty() && !final_entry.empty() && !IsPathIn(final_folder, told, final_entry);
+  return !is_told_elsewhere && IsListedAs(folder, name, entry, attributes);
 }
 
 // Deletes what the handle stands for once it is closed; on a current Windows at once, whoever else

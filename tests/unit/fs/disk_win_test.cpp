@@ -189,6 +189,7 @@ TEST(DiskWinTest, LinkWithATrimmedNameBelowARootWithOne_IsSeen) {
   MakeFolderLink(folder / "outside", test::ExactPath(folder / "root") / "sub." / "link.");
   EXPECT_FALSE(InspectTree(folder / "root", nullptr));
   EXPECT_FALSE(InspectTree(folder / "root.", nullptr));
+  EXPECT_FALSE(InspectTree(L"\\\\.\\" + (folder / "root").native(), nullptr));
   EXPECT_TRUE(NativeDisk().IsReparsePoint(folder / "root" / "sub." / "link."));
   EXPECT_TRUE(NativeDisk().IsReparsePoint(folder / "root." / "sub." / "link./"));
   EXPECT_FALSE(NativeDisk().IsReparsePoint(folder / "root." / "sub."));

@@ -73,13 +73,17 @@ TEST(PathTextWinTest, Win32Text_LongPaths_MeanWhatShortOnesDo) {
       {L"C:" + kLong + L"\\..y\\z..z", full + L"\\..y\\z..z"},
       {L"//server/share" + kLong + L"/x/../y", share + L"\\y"},
       {L"\\\\server\\share\\..\\.." + kLong, share},
+      // Win32 takes a device's path apart like any other.
+      {L"\\\\.\\C:" + kLong, full},
+      {L"//./C:" + kLong + L"/x/../y.", full + L"\\y"},
+      {L"\\\\.\\UNC\\server\\share" + kLong, share},
   };
   for (const auto& [given, expected] : cases) EXPECT_EQ(Win32Text(given), expected) << given;
 }
 
 TEST(PathTextWinTest, Win32Text_LongPathsThatAreNotAbsoluteOrHaveAPrefix_StayAsTheyAre) {
   for (const wchar_t* start : {L"", L"C:x", L"x", L"\\\\?\\C:", L"\\\\?\\UNC\\server\\share",
-                               L"\\\\.\\C:", L"\\??\\C:", L"\\\\?\\C:\\x\\..", L"\\\\?\\C:\\x."}) {
+                               L"\\??\\C:", L"\\\\?\\C:\\x\\..", L"\\\\?\\C:\\x."}) {
     const std::wstring text = start + kLong;
     EXPECT_EQ(Win32Text(text), text);
   }
@@ -131,7 +135,7 @@ TEST(PathTextWinTest, IsAbsolute_LongPaths_IsJudgedByWhatIsGiven) {
 
 TEST(PathTextWinTest, ExactTexts_NamesThatNobodyTrims_AreNone) {
   for (const wchar_t* text : {L"", L"C:\\x\\y", L"C:\\.\\x\\..\\y", L"C:\\.x\\y z", L"C:\\x\\",
-                              L"\\\\?\\C:\\x.", L"\\\\.\\C:\\x."}) {
+                              L"\\\\?\\C:\\x.", L"\\??\\C:\\x.", L"\\\\.\\C:\\x"}) {
     EXPECT_EQ(ExactTexts(text), Texts()) << text;
   }
 }
@@ -141,6 +145,7 @@ TEST(PathTextWinTest, ExactTexts_NamesThatWin32Trims_StayFromEachOfThemOn) {
   EXPECT_EQ(ExactTexts(L"C:\\a\\..\\x\\y \\z"), (Texts{L"\\\\?\\C:\\x\\y \\z"}));
   EXPECT_EQ(ExactTexts(L"C:\\x\\..."), (Texts{L"\\\\?\\C:\\x\\..."}));
   EXPECT_EQ(ExactTexts(L"\\\\server\\share\\x."), (Texts{L"\\\\?\\UNC\\server\\share\\x."}));
+  EXPECT_EQ(ExactTexts(L"\\\\.\\C:\\x."), (Texts{L"\\\\?\\C:\\x."}));
   EXPECT_EQ(ExactTexts(L"C:\\x.\\y.\\z"), (Texts{L"\\\\?\\C:\\x.\\y.\\z", L"\\\\?\\C:\\x\\y.\\z"}));
 }
 

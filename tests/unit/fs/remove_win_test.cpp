@@ -7,8 +7,10 @@
 #include <algorithm>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "fs/handle_win.h"
 #include "support/import_patch_win.h"
 #include "support/platform.h"
 #include "support/test_tree.h"
@@ -123,6 +125,27 @@ class RemoveWinTest : public testing::Test {
         });
   }
 
+  // While it lives, no names are told, and the final path of an entry is told as another one; so is
+  // that of what lies below it.
+  class ToldAs {
+   public:
+    ToldAs(const Path& entry, const Path& told)
+        : final_paths_("GetFinalPathNameByHandleW",
+                       [from = WithoutDrive(entry), to = WithoutDrive(told)](
+                           auto real, HANDLE asked, wchar_t* text, DWORD size, DWORD form) {
+                         std::wstring path(text, real(asked, text, size, form));
+                         if (path.starts_with(from)) path.replace(0, from.size(), to);
+                         EXPECT_LT(path.size(), size);
+                         return static_cast<DWORD>(path.copy(text, size));
+                       }) {}
+
+   private:
+    static std::wstring WithoutDrive(const Path& path) { return path.native().substr(2); }
+
+    InformationPatch names_ = Unanswered({FileNameInfo});
+    ImportPatch<decltype(::GetFinalPathNameByHandleW)> final_paths_;
+  };
+
   const Tree kOutside{
       {"outside", "folder"}, {"outside/sub", "folder"}, {"outside/sub/kept", "file kept"}};
   TestFolder folder_;
@@ -154,6 +177,19 @@ TEST_F(RemoveWinTest, PathsThatCannotBeHad_OtherIdentifierThanListed_IsRefused) 
   ExpectRefusedAtOnce();
 }
 
+TEST_F(RemoveWinTest, PathsThatCannotBeHad_IdentifierOfAnEntryBesideIt_IsRefused) {
+  const NoNames patch;
+  const IdentifierPatch beside("GetFileInformationByHandle", [other = folder_ / "outside"](
+                                                                 auto real, HANDLE,
+                                                                 BY_HANDLE_FILE_INFORMATION* info) {
+    const KernelHandle opened(::CreateFileW(other.c_str(), FILE_READ_ATTRIBUTES, kShareAll, nullptr,
+                                            OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr));
+    EXPECT_TRUE(opened);
+    return real(opened.Get(), info);
+  });
+  ExpectRefusedAtOnce();
+}
+
 TEST_F(RemoveWinTest, PathsThatCannotBeHad_NoIdentifiers_IsRefused) {
   const NoNames patch;
   const IdentifierPatch none(
@@ -166,22 +202,23 @@ TEST_F(RemoveWinTest, PathsThatCannotBeHad_NoIdentifiers_IsRefused) {
 TEST_F(RemoveWinTest, PathsThatCannotBeHad_IdentifiersThatTellNothing_AreNotCompared) {
   const NoFinalPaths none;
   for (const std::uint64_t bits : {std::uint64_t{0}, ~std::uint64_t{0}}) {
-    const InformationPatch listed(
-        "GetFileInformationByHandleEx",
-        [bits](auto real, HANDLE entry, auto kind, void* answer, DWORD size) {
-          if (kind == FileNameInfo) return Failure(ERROR_INVALID_FUNCTION);
-          const BOOL answered = real(entry, kind, answer, size);
-          if (kind != FileIdBothDirectoryInfo && kind != FileIdBothDirectoryRestartInfo) {
-            return answered;
-          }
-          for (char* at = static_cast<char*>(answer); answered;) {
-            auto* record = reinterpret_cast<FILE_ID_BOTH_DIR_INFO*>(at);
-            record->FileId.QuadPart = static_cast<LONGLONG>(bits);
-            if (record->NextEntryOffset == 0) break;
-            at += record->NextEntryOffset;
-          }
-          return answered;
-        });
+    const InformationPatch listed("GetFileInformationByHandleEx", [bits](auto real, HANDLE entry,
+                                                                         auto kind, void* answer,
+                                                                         DWORD size) {
+      if (kind == FileNameInfo) return Failure(ERROR_INVALID_FUNCTION);
+      const BOOL answered = real(entry, kind, answer, size);
+      if (kind != FileIdBothDirectoryInfo && kind != FileIdBothDirectoryRestartInfo) {
+        return answered;
+      }
+      for (char* at = static_cast<char*>(answer); answered;) {
+        auto* record = reinterpret_cast<FILE_ID_BOTH_DIR_INFO*>(at);
+        const std::wstring_view name(record->FileName, record->FileNameLength / sizeof(wchar_t));
+        if (name == L"tree") record->FileId.QuadPart = static_cast<LONGLONG>(bits);
+        if (record->NextEntryOffset == 0) break;
+        at += record->NextEntryOffset;
+      }
+      return answered;
+    });
     const IdentifierPatch opened("GetFileInformationByHandle",
                                  [bits](auto real, HANDLE entry, BY_HANDLE_FILE_INFORMATION* info) {
                                    const BOOL answered = real(entry, info);
@@ -224,6 +261,41 @@ TEST_F(RemoveWinTest, NamesToldInTwoForms_NoFinalPathsAndOtherIdentifiers_IsRefu
   const NoFinalPaths none;
   const OtherIdentifiers other;
   ExpectRefusedAtOnce();
+}
+
+TEST_F(RemoveWinTest, EntryToldByAnotherNameOfItsFolder_IsJudgedByItsIdentifier) {
+  const ToldAs short_name(folder_ / "tree", folder_ / "TREE~1");
+  {
+    const OtherIdentifiers other;
+    ExpectRefusedAtOnce();
+  }
+  ExpectRemoved();
+}
+
+// As a link to a folder beside it could be told.
+TEST_F(RemoveWinTest, EntryToldByAnotherName_IdentifierListedTwice_IsRefused) {
+  WriteFile(folder_ / "once", "once");
+  ASSERT_TRUE(::CreateHardLinkW((folder_ / "again").c_str(), (folder_ / "once").c_str(), nullptr));
+  const Tree before = Everything();
+  {
+    const ToldAs other_name(folder_ / "again", folder_ / "once");
+    EXPECT_FALSE(RemoveWithoutFollowing(folder_ / "again"));
+  }
+  EXPECT_EQ(Everything(), before);
+}
+
+TEST_F(RemoveWinTest, EntryToldInAnotherFolder_IsRefusedWhateverItsIdentifier) {
+  for (const Path& elsewhere : {folder_ / "outside" / "tree", folder_ / "outside" / "TREE~1"}) {
+    const ToldAs told(folder_ / "tree", elsewhere);
+    ExpectRefusedAtOnce();
+  }
+}
+
+TEST_F(RemoveWinTest, LinkToAFolderBesideIt_IsNotFollowed) {
+  MakeFolderLink(folder_ / "tree", folder_ / "link");
+  EXPECT_EQ(RemoveWithoutFollowing(folder_ / "link"), !test::RunsUnderWine());
+  EXPECT_EQ(test::ReadFile(folder_ / "tree/a/b/file"), "1");
+  EXPECT_EQ(test::ReadFile(folder_ / "tree/file"), "3");
 }
 
 TEST_F(RemoveWinTest, ParentThatMayNotBeListed_CountsOnlyWherePathsCannotBeHad) {
