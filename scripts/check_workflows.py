@@ -1,10 +1,12 @@
 #!/usr/bin/python3
-"""Holds the workflows of hosted runs against the tree: each is YAML, and what it calls is there."""
+"""Holds the workflows of hosted runs against the tree: each is YAML, its shell parts can be parsed,
+and what it calls is there."""
 
 import json
 import os
 import pathlib
 import re
+import subprocess
 import sys
 
 import yaml
@@ -21,7 +23,14 @@ def problems(path, presets):
         for script in re.findall(r"\bscripts/\w+", commands):
             if not os.access(script, os.X_OK):
                 yield f"{path}: {name} calls {script}, which is no script"
-        named = set(re.findall(r"--preset (\w+)", commands))
+        for step in job["steps"]:
+            if step.get("shell", "bash") == "bash":
+                script = re.sub(r"\$\{\{.*?\}\}", "expression", step.get("run", ""))
+                checked = subprocess.run(["bash", "-n"], input=script, capture_output=True,
+                                         text=True, check=False)
+                if checked.returncode != 0:
+                    yield f"{path}: {name}: {checked.stderr.strip()}"
+        named = set(re.findall(r"--preset ([\w-]+)", commands))
         named |= set(job.get("strategy", {}).get("matrix", {}).get("preset", []))
         for preset in sorted(named - presets):
             yield f"{path}: {name} names the preset {preset}, which there is not"

@@ -6,6 +6,7 @@
 // Needs windows.h before it.
 #include <aclapi.h>
 
+#include <array>
 #include <atomic>
 #include <thread>
 
@@ -15,6 +16,38 @@
 namespace k7k::test {
 
 namespace {
+
+// While it lives, this process goes without the privileges to back up and to restore, which let it
+// by any denial. Some shells of administrators turn them on for what they start.
+class NoBackupPrivileges {
+ public:
+  NoBackupPrivileges() {
+    HANDLE token = nullptr;
+    EXPECT_TRUE(
+        ::OpenProcessToken(::GetCurrentProcess(), TOKEN_ADJUST_PRIVILEGES | TOKEN_QUERY, &token));
+    token_ = KernelHandle(token);
+    for (std::size_t i = 0; i < names_.size(); ++i) {
+      TOKEN_PRIVILEGES off{1, {{{}, 0}}};
+      EXPECT_TRUE(::LookupPrivilegeValueW(nullptr, names_[i], &off.Privileges[0].Luid));
+      DWORD size = sizeof(previous_[i]);
+      EXPECT_TRUE(::AdjustTokenPrivileges(token_.Get(), FALSE, &off, size, &previous_[i], &size));
+    }
+  }
+  ~NoBackupPrivileges() {
+    for (TOKEN_PRIVILEGES& previous : previous_) {
+      EXPECT_TRUE(::AdjustTokenPrivileges(token_.Get(), FALSE, &previous, 0, nullptr, nullptr));
+    }
+  }
+  NoBackupPrivileges(const NoBackupPrivileges&) = delete;
+  NoBackupPrivileges& operator=(const NoBackupPrivileges&) = delete;
+
+ private:
+  // SE_BACKUP_NAME and SE_RESTORE_NAME ("Privilege Constants (Authorization)").
+  static constexpr std::array names_{L"SeBackupPrivilege", L"SeRestorePrivilege"};
+
+  KernelHandle token_;
+  std::array<TOKEN_PRIVILEGES, names_.size()> previous_{};  // of those that were on
+};
 
 // While it lives, this account lacks these rights to an entry and, by inheritance, to what is in
 // it.
@@ -67,6 +100,7 @@ std::string AnswerWithoutRights(const Path& base, const Path& closed, unsigned m
   constexpr DWORD kChange = FILE_WRITE_DATA | FILE_APPEND_DATA | FILE_DELETE_CHILD | DELETE;
   const DWORD denied =
       ((mode & 0444) == 0 ? FILE_READ_DATA : 0) | ((mode & 0222) == 0 ? kChange : 0);
+  const NoBackupPrivileges unprivileged;
   const DeniedRights denial(closed, denied);
   const std::wstring current = CurrentFolder();
   EXPECT_TRUE(::SetCurrentDirectoryW(base.c_str()));

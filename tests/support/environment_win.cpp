@@ -26,13 +26,6 @@ namespace {
 
 constexpr auto kScratchKey = L"Software\\K7KObsConnectorTest";
 
-std::optional<Path> Setting(const wchar_t* name) {
-  std::wstring text(32768, L'\0');
-  const DWORD length = ::GetEnvironmentVariableW(name, text.data(), 32768);
-  if (length == 0) return std::nullopt;
-  return text.substr(0, length);
-}
-
 std::wstring ScratchKey() {
   return kScratchKey + (L"." + std::to_wstring(::GetCurrentProcessId()));
 }
@@ -57,6 +50,7 @@ void ReplaceMachineSettings(const std::wstring& program_data) {
 // the program looks up is another.
 std::wstring program_data_told;
 std::optional<ImportPatch<decltype(::GetProcAddress)>> shell_patch;
+std::optional<ImportPatch<decltype(::GetTempPathW)>> temporary_patch;
 
 HRESULT WINAPI TellProgramData(REFKNOWNFOLDERID, DWORD, HANDLE, PWSTR* text) {
   if (!Exists(NativeDisk().Status(program_data_told))) {
@@ -96,13 +90,17 @@ ProgramDataSetting::~ProgramDataSetting() {
   }
 }
 
-TemporaryFolderSetting::TemporaryFolderSetting(const Path& folder) : previous_(Setting(L"TMP")) {
-  EXPECT_TRUE(::SetEnvironmentVariableW(L"TMP", folder.c_str()));
+// Windows passes over a setting that is long, without a word.
+TemporaryFolderSetting::TemporaryFolderSetting(const Path& folder) {
+  temporary_patch.emplace("GetTempPathW",
+                          [text = folder.native() + L"\\"](auto, DWORD room, wchar_t* to) {
+                            EXPECT_LT(text.size(), room);
+                            to[text.copy(to, room - 1)] = L'\0';
+                            return static_cast<DWORD>(text.size());
+                          });
 }
 
-TemporaryFolderSetting::~TemporaryFolderSetting() {
-  EXPECT_TRUE(::SetEnvironmentVariableW(L"TMP", previous_ ? previous_->c_str() : nullptr));
-}
+TemporaryFolderSetting::~TemporaryFolderSetting() { temporary_patch.reset(); }
 
 ObsNameLock::ObsNameLock() {
   const HANDLE mutex = ::CreateMutexW(nullptr, FALSE, L"K7KObsConnectorTest.ObsName");

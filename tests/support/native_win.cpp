@@ -28,8 +28,8 @@ void MakeJunction(const Path& target, const Path& junction) {
   ASSERT_EQ(0, ::_wsystem(command.c_str())) << junction;
 }
 
-SharedOpen::SharedOpen(Path path, DWORD share)
-    : handle_(::CreateFileW(Preferred(std::move(path)).c_str(), GENERIC_READ, share, nullptr,
+SharedOpen::SharedOpen(Path path, DWORD share, DWORD access)
+    : handle_(::CreateFileW(Preferred(std::move(path)).c_str(), access, share, nullptr,
                             OPEN_EXISTING, FILE_FLAG_BACKUP_SEMANTICS, nullptr)) {
   EXPECT_TRUE(handle_) << ::GetLastError();
 }

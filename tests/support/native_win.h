@@ -15,10 +15,11 @@ namespace k7k::test {
 // A folder that is a reparse point to another one, which need not exist. Windows alone, not Wine.
 void MakeJunction(const Path& target, const Path& junction);
 
-// A file or folder that somebody has open for reading, sharing what the FILE_SHARE_ bits say.
+// A file or folder that somebody has open for reading, or with the rights given, sharing what the
+// FILE_SHARE_ bits say.
 class SharedOpen {
  public:
-  SharedOpen(Path path, DWORD share);
+  SharedOpen(Path path, DWORD share, DWORD access = GENERIC_READ);
 
  private:
   KernelHandle handle_;

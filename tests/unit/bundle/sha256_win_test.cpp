@@ -49,7 +49,7 @@ NTSTATUS WINAPI Watched(Given... given) {
     return static_cast<NTSTATUS>(0xC0000001);  // STATUS_UNSUCCESSFUL
   }
   ++cryptography.successes[function];
-  if (function == kClose) {
+  if constexpr (function == kClose) {
     EXPECT_EQ(cryptography.successes[kDestroy], cryptography.successes[kCreate])
         << "the hash goes before its provider";
   }

@@ -1,4 +1,5 @@
-// What each sharing mode of somebody who reads a file leaves to the disk.
+// What somebody who has a file open leaves to the disk: each sharing mode of a reader, and the
+// right to delete.
 #include <gtest/gtest.h>
 
 #include <cstdlib>
@@ -85,6 +86,31 @@ TEST_P(DiskSharingWinTest, RemoveAll_FolderHeldInside_NeedsSharingAndItsNameToGo
     EXPECT_EQ(NativeDisk().RemoveAll(folder_ / "tree"), removed);
   }
   EXPECT_EQ(Exists(NativeDisk().Status(folder_ / "tree")), !removed);
+}
+
+// As virus scanners and indexers open what they look at.
+TEST(DiskScannerWinTest, FileOpenWithTheRightToDelete_IsAnsweredReadCopiedFlushedAndMoved) {
+  const TestFolder folder;
+  WriteFile(folder / "file", "content");
+  const SharedOpen scanner(folder / "file", kShareAll, GENERIC_READ | DELETE);
+  EXPECT_EQ(NativeDisk().Size(folder / "file"), 7U);
+  EXPECT_EQ(test::ReadFile(folder / "file"), "content");
+  EXPECT_TRUE(NativeDisk().Copy(folder / "file", folder / "copy"));
+  EXPECT_TRUE(NativeDisk().Flush(folder / "file"));
+  EXPECT_EQ(NativeDisk().Move(folder / "file", folder / "moved"), 0);
+  EXPECT_EQ(TakeTree(folder.path()), (Tree{{"copy", "file content"}, {"moved", "file content"}}));
+}
+
+TEST(DiskScannerWinTest, FileOpenWithTheRightToDelete_IsRemovedAndNotWritten) {
+  const TestFolder folder;
+  WriteFile(folder / "file", "content");
+  {
+    const SharedOpen scanner(folder / "file", kShareAll, GENERIC_READ | DELETE);
+    EXPECT_EQ(NativeDisk().OpenOutput(folder / "file"), nullptr);
+    EXPECT_EQ(test::ReadFile(folder / "file"), "content");
+    EXPECT_TRUE(NativeDisk().RemoveAll(folder / "file"));
+  }
+  EXPECT_EQ(TakeTree(folder.path()), Tree());
 }
 
 INSTANTIATE_TEST_SUITE_P(All, DiskSharingWinTest, testing::Range(DWORD{0}, DWORD{8}),

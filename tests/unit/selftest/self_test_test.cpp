@@ -98,18 +98,6 @@ TEST_F(SelfTestTest, Fixtures_AreThoseOfTheScenarios) {
       (Tree{{"bin", "folder"}, {"bin/64bit", "folder"}, {"bin/64bit/obs64.exe", "file fake-obs"}}));
 }
 
-// 1: no temporary folder.
-
-TEST_F(SelfTestTest, TemporaryFolderUnavailable_Gives1AndNothingIsWritten) {
-  if (!RunsOnWindows()) GTEST_SKIP() << "there is always a temporary folder on this platform";
-  // A name longer than the system's own limit of 260 characters is no temporary folder.
-  const TemporaryFolderSetting setting(folder / std::string(280, 'x'));
-  const CapturedOutput captured;
-  EXPECT_EQ(RunSelfTest(), 1);
-  EXPECT_EQ(captured.Err(), L"");
-  EXPECT_TRUE(disk.calls.empty());
-}
-
 // 2, 14, 15: fixtures.
 
 TEST_F(SelfTestTest, ReadOnlyTemporaryFolder_Gives2) {

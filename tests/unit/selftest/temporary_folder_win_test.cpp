@@ -5,6 +5,7 @@
 
 #include "selftest/temporary_folder.h"
 #include "support/import_patch_win.h"
+#include "support/self_test_fixture.h"
 
 namespace k7k {
 namespace {
@@ -35,6 +36,17 @@ TEST(TemporaryFolderWinTest, GetTemporaryFolder_NameThatFillsTheBuffer_IsTheLong
   EXPECT_EQ(FoundWhere(longest, 259), Path(longest));
   EXPECT_EQ(FoundWhere(longest + L"x", 260), Path());
   EXPECT_EQ(FoundWhere(longest + L"x", 261), Path());
+}
+
+using SelfTestWithoutTemporaryFolderTest = test::SelfTestFixture;
+
+TEST_F(SelfTestWithoutTemporaryFolderTest, RunSelfTest_Gives1AndNothingIsWritten) {
+  const ImportPatch<decltype(::GetTempPathW)> none("GetTempPathW",
+                                                   [](auto, DWORD, wchar_t*) { return DWORD{0}; });
+  const test::CapturedOutput captured;
+  EXPECT_EQ(RunSelfTest(), 1);
+  EXPECT_EQ(captured.Err(), L"");
+  EXPECT_TRUE(disk.calls.empty());
 }
 
 }  // namespace
