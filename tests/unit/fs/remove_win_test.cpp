@@ -74,9 +74,9 @@ class RemoveWinTest : public testing::Test {
     EXPECT_TRUE(RemoveWithoutFollowing(folder_ / "tree"));
     EXPECT_EQ(Everything(), kOutside);
   }
-  void ExpectRefusedAtOnce() {
+  void ExpectRefusedAtOnce(const char* name = "tree") {
     const Tree before = Everything();
-    EXPECT_FALSE(RemoveWithoutFollowing(folder_ / "tree"));
+    EXPECT_FALSE(RemoveWithoutFollowing(folder_ / name));
     EXPECT_EQ(Everything(), before);
   }
   // Wine deletes no link as a link; what lies behind the link stays in either case.
@@ -179,7 +179,7 @@ TEST_F(RemoveWinTest, PathsThatCannotBeHad_OtherIdentifierThanListed_IsRefused) 
 
 TEST_F(RemoveWinTest, PathsThatCannotBeHad_IdentifierOfAnEntryBesideIt_IsRefused) {
   const NoNames patch;
-  const IdentifierPatch beside("GetFileInformationByHandle", [other = folder_ / "outside"](
+  const IdentifierPatch beside("GetFileInformationByHandle", [other = folder_ / "tree/a"](
                                                                  auto real, HANDLE,
                                                                  BY_HANDLE_FILE_INFORMATION* info) {
     const KernelHandle opened(::CreateFileW(other.c_str(), FILE_READ_ATTRIBUTES, kShareAll, nullptr,
@@ -187,7 +187,7 @@ TEST_F(RemoveWinTest, PathsThatCannotBeHad_IdentifierOfAnEntryBesideIt_IsRefused
     EXPECT_TRUE(opened);
     return real(opened.Get(), info);
   });
-  ExpectRefusedAtOnce();
+  ExpectRefusedAtOnce("tree/file");
 }
 
 TEST_F(RemoveWinTest, PathsThatCannotBeHad_NoIdentifiers_IsRefused) {
@@ -213,7 +213,7 @@ TEST_F(RemoveWinTest, PathsThatCannotBeHad_IdentifiersThatTellNothing_AreNotComp
       for (char* at = static_cast<char*>(answer); answered;) {
         auto* record = reinterpret_cast<FILE_ID_BOTH_DIR_INFO*>(at);
         const std::wstring_view name(record->FileName, record->FileNameLength / sizeof(wchar_t));
-        if (name == L"tree") record->FileId.QuadPart = static_cast<LONGLONG>(bits);
+        if (name == L"file") record->FileId.QuadPart = static_cast<LONGLONG>(bits);
         if (record->NextEntryOffset == 0) break;
         at += record->NextEntryOffset;
       }
@@ -226,7 +226,7 @@ TEST_F(RemoveWinTest, PathsThatCannotBeHad_IdentifiersThatTellNothing_AreNotComp
                                        static_cast<DWORD>(bits);
                                    return answered;
                                  });
-    ExpectRefusedAtOnce();
+    ExpectRefusedAtOnce("tree/file");
   }
 }
 
