@@ -54,13 +54,25 @@ def test_root_spelled_for_windows_is_not_absolute_on_the_host(box, root):
     expect_refused(box, ABSOLUTE, root)
 
 
-@pytest.mark.only("wine", "the host has no such prefix")
-def test_root_with_the_long_path_prefix_is_accepted(box):
-    root = "\\\\?\\" + box.platform.native(box.obs)
+@pytest.mark.only("wine", "the host has no such prefixes")
+@pytest.mark.parametrize("prefix", ["\\\\?\\", "\\\\.\\"])
+def test_root_with_a_prefix_of_windows_is_accepted(box, prefix):
+    root = prefix + box.platform.native(box.obs)
     before = box.tree()
     assert box.run("--install-portable", root) == INSTALLED
     assert box.tree() == portable_installed_tree(before)
     assert box.run("--status-portable", root) == status("installed-valid")
+
+
+@pytest.mark.only("wine", "the host has no such prefixes")
+@pytest.mark.parametrize("prefix", ["", "\\\\?\\", "\\\\.\\"])
+def test_link_with_a_name_that_windows_trims_is_refused_below_every_form_of_the_root(box, prefix):
+    box.write_portable_plugin()
+    folder = box.obs / "data/obs-plugins/k7k-obs-audio/sub."
+    folder.mkdir()
+    (folder / "link.").symlink_to(box.bundle)
+    expect_refused(box, "The portable OBS plugin data path is unsafe",
+                   prefix + box.platform.native(box.obs))
 
 
 @pytest.mark.parametrize("kind", ["missing", "file", "below_a_file", "link", "link_to_a_file",
