@@ -38,9 +38,9 @@ TEST(TemporaryFolderWinTest, GetTemporaryFolder_NameThatFillsTheBuffer_IsTheLong
   EXPECT_EQ(FoundWhere(longest + L"x", 261), Path());
 }
 
-using SelfTestWithoutTemporaryFolderTest = test::SelfTestFixture;
+using TemporaryFolderWinSelfTest = test::SelfTestFixture;
 
-TEST_F(SelfTestWithoutTemporaryFolderTest, RunSelfTest_Gives1AndNothingIsWritten) {
+TEST_F(TemporaryFolderWinSelfTest, RunSelfTest_NoTemporaryFolder_Gives1AndNothingIsWritten) {
   const ImportPatch<decltype(::GetTempPathW)> none("GetTempPathW",
                                                    [](auto, DWORD, wchar_t*) { return DWORD{0}; });
   const test::CapturedOutput captured;
