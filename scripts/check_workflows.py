@@ -24,7 +24,8 @@ def problems(path, presets):
             if not os.access(script, os.X_OK):
                 yield f"{path}: {name} calls {script}, which is no script"
         for step in job["steps"]:
-            if step.get("shell", "bash") == "bash":
+            on_windows = job["runs-on"].startswith("windows")
+            if step.get("shell", "pwsh" if on_windows else "bash") == "bash":
                 script = re.sub(r"\$\{\{.*?\}\}", "expression", step.get("run", ""))
                 checked = subprocess.run(["bash", "-n"], input=script, capture_output=True,
                                          text=True, check=False)

@@ -158,20 +158,23 @@ std::uint64_t IdentifierOf(HANDLE entry) {
   return (std::uint64_t{info.nFileIndexHigh} << 32) | info.nFileIndexLow;
 }
 
-// Whether an open folder lists the identifier of an opened entry for that name and no other one. A
-// link and its target can be listed with the same.
+// Whether an open folder lists the identifier of an opened entry once, under that name or with that
+// short name. A link and its target can be listed with the same.
 bool IsListedAs(HANDLE folder, const std::wstring& name, HANDLE entry, DWORD attributes) {
   const std::uint64_t identifier = IdentifierOf(entry);
   bool listed = false;
-  int names = 0;
-  ForEachRecord<FILE_ID_BOTH_DIR_INFO>(
+  int records = 0;
+  const bool whole = ForEachRecord<FILE_ID_BOTH_DIR_INFO>(
       folder, FileIdBothDirectoryRestartInfo, FileIdBothDirectoryInfo,
       [&](const FILE_ID_BOTH_DIR_INFO& record, const std::wstring& found) {
         if (static_cast<std::uint64_t>(record.FileId.QuadPart) != identifier) return;
-        ++names;
-        listed |= AreSameName(found, name) && IsLink(record.FileAttributes) == IsLink(attributes);
+        ++records;
+        const std::wstring short_name(
+            record.ShortName, static_cast<std::size_t>(record.ShortNameLength) / sizeof(wchar_t));
+        listed = (AreSameName(found, name) || AreSameName(short_name, name)) &&
+                 IsLink(record.FileAttributes) == IsLink(attributes);
       });
-  return listed && names == 1 && identifier != kNoIdentifier && identifier != kTooWide;
+  return whole && listed && records == 1 && identifier != kNoIdentifier && identifier != kTooWide;
 }
 
 // Whether an opened entry is the one that its folder holds under that name. Some file systems open

@@ -13,6 +13,7 @@ namespace k7k {
 namespace {
 
 using test::ImportPatch;
+using test::MakeReadOnly;
 using test::TakeTree;
 using test::TestFolder;
 using test::Tree;
@@ -27,6 +28,16 @@ constexpr auto kDispositionEx = static_cast<FILE_INFO_BY_HANDLE_CLASS>(21);
 BOOL Failure(DWORD error) {
   ::SetLastError(error);
   return FALSE;
+}
+
+// A file system that answers the newer request to delete with an error; counts the older ones.
+RequestPatch NewerRequestFails(DWORD error, int& older) {
+  return RequestPatch("SetFileInformationByHandle",
+                      [error, &older](auto real, HANDLE entry, auto kind, void* what, DWORD size) {
+                        if (kind == FileDispositionInfo) ++older;
+                        return kind == kDispositionEx ? Failure(error)
+                                                      : real(entry, kind, what, size);
+                      });
 }
 
 class RemoveRequestsWinTest : public testing::Test {
@@ -72,7 +83,7 @@ class RemoveRequestsWinTest : public testing::Test {
 
 // Wine knows the older request alone.
 TEST_F(RemoveRequestsWinTest, NewerRequestGranted_IsTheOnlyOne) {
-  test::MakeReadOnly(folder_ / "tree/sub/file");
+  MakeReadOnly(folder_ / "tree/sub/file");
   int made = 0;
   const RequestPatch patch("SetFileInformationByHandle",
                            [&made](auto real, HANDLE entry, auto kind, void*, DWORD) {
@@ -91,7 +102,7 @@ TEST_F(RemoveRequestsWinTest, NewerRequestGranted_IsTheOnlyOne) {
 }
 
 TEST_F(RemoveRequestsWinTest, NewerRequestRefusedForAReadOnlyFileInUse_IsTheOnlyOne) {
-  test::MakeReadOnly(folder_ / "tree/sub/file");
+  MakeReadOnly(folder_ / "tree/sub/file");
   int made = 0;
   {
     const RequestPatch patch("SetFileInformationByHandle",
@@ -103,6 +114,53 @@ TEST_F(RemoveRequestsWinTest, NewerRequestRefusedForAReadOnlyFileInUse_IsTheOnly
     EXPECT_EQ(NativeDisk().Status(folder_ / "tree/sub/file"), FileStatus::File);
   }
   EXPECT_EQ(made, 1);
+}
+
+TEST_F(RemoveRequestsWinTest, NewerRequestUnknown_OlderOneIsMade) {
+  for (const DWORD error : {ERROR_INVALID_LEVEL, ERROR_INVALID_PARAMETER, ERROR_NOT_SUPPORTED,
+                            ERROR_INVALID_FUNCTION}) {
+    WriteFile(folder_ / "tree/sub/file", "content");
+    MakeReadOnly(folder_ / "tree/sub/file");
+    MakeReadOnly(folder_ / "tree/sub");
+    int older = 0;
+    {
+      const RequestPatch patch = NewerRequestFails(error, older);
+      EXPECT_TRUE(RemoveWithoutFollowing(folder_ / "tree")) << error;
+    }
+    EXPECT_EQ(TakeTree(folder_.path()), Tree());
+    EXPECT_EQ(older, 3) << error;
+  }
+}
+
+TEST_F(RemoveRequestsWinTest, NewerRequestStoppedByTheReadOnlyBit_OlderOneIsMadeWithoutIt) {
+  MakeReadOnly(folder_ / "tree/sub/file");
+  int older = 0;
+  {
+    const RequestPatch patch = NewerRequestFails(ERROR_ACCESS_DENIED, older);
+    EXPECT_TRUE(RemoveWithoutFollowing(folder_ / "tree/sub/file"));
+  }
+  EXPECT_EQ(TakeTree(folder_.path()), (Tree{{"tree", "folder"}, {"tree/sub", "folder"}}));
+  EXPECT_EQ(older, 1);
+}
+
+TEST_F(RemoveRequestsWinTest, NewerRequestDenied_NothingElseIsTried) {
+  for (const DWORD error : {ERROR_ACCESS_DENIED, ERROR_SHARING_VIOLATION, ERROR_DIR_NOT_EMPTY}) {
+    int older = 0;
+    const RequestPatch patch = NewerRequestFails(error, older);
+    EXPECT_FALSE(RemoveWithoutFollowing(folder_ / "tree"));
+    EXPECT_EQ(NativeDisk().Status(folder_ / "tree/sub/file"), FileStatus::File);
+    EXPECT_EQ(older, 0) << error;
+  }
+}
+
+TEST_F(RemoveRequestsWinTest, BothRequestsDenied_ReadOnlyFileStaysReadOnly) {
+  MakeReadOnly(folder_ / "tree/sub/file");
+  const RequestPatch patch(
+      "SetFileInformationByHandle", [](auto real, HANDLE entry, auto kind, auto... given) {
+        return kind == FileBasicInfo ? real(entry, kind, given...) : Failure(ERROR_ACCESS_DENIED);
+      });
+  EXPECT_FALSE(RemoveWithoutFollowing(folder_ / "tree/sub/file"));
+  EXPECT_TRUE(test::IsReadOnly(folder_ / "tree/sub/file"));
 }
 
 using Requests = std::vector<std::string>;

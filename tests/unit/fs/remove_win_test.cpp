@@ -8,6 +8,7 @@
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "fs/handle_win.h"
@@ -21,7 +22,6 @@ namespace {
 using test::ImportPatch;
 using test::MakeFileLink;
 using test::MakeFolderLink;
-using test::MakeReadOnly;
 using test::TakeTree;
 using test::TestFolder;
 using test::Tree;
@@ -29,10 +29,6 @@ using test::WriteFile;
 
 using InformationPatch = ImportPatch<decltype(::GetFileInformationByHandleEx)>;
 using IdentifierPatch = ImportPatch<decltype(::GetFileInformationByHandle)>;
-using RequestPatch = ImportPatch<decltype(::SetFileInformationByHandle)>;
-
-// FileDispositionInfoEx ("FILE_INFO_BY_HANDLE_CLASS enumeration (minwinbase.h)").
-constexpr auto kDispositionEx = static_cast<FILE_INFO_BY_HANDLE_CLASS>(21);
 
 BOOL Failure(DWORD error) {
   ::SetLastError(error);
@@ -47,16 +43,6 @@ InformationPatch Unanswered(std::vector<FILE_INFO_BY_HANDLE_CLASS> kinds) {
                             return fails ? Failure(ERROR_INVALID_PARAMETER)
                                          : real(entry, kind, answer, size);
                           });
-}
-
-// A file system that answers the newer request to delete with an error; counts the older ones.
-RequestPatch NewerRequestFails(DWORD error, int& older) {
-  return RequestPatch("SetFileInformationByHandle",
-                      [error, &older](auto real, HANDLE entry, auto kind, void* what, DWORD size) {
-                        if (kind == FileDispositionInfo) ++older;
-                        return kind == kDispositionEx ? Failure(error)
-                                                      : real(entry, kind, what, size);
-                      });
 }
 
 class RemoveWinTest : public testing::Test {
@@ -129,8 +115,10 @@ class RemoveWinTest : public testing::Test {
   // that of what lies below it.
   class ToldAs {
    public:
-    ToldAs(const Path& entry, const Path& told)
-        : final_paths_("GetFinalPathNameByHandleW",
+    ToldAs(const Path& entry, const Path& told,
+           std::vector<FILE_INFO_BY_HANDLE_CLASS> unanswered = {FileNameInfo})
+        : unanswered_(Unanswered(std::move(unanswered))),
+          final_paths_("GetFinalPathNameByHandleW",
                        [from = WithoutDrive(entry), to = WithoutDrive(told)](
                            auto real, HANDLE asked, wchar_t* text, DWORD size, DWORD form) {
                          std::wstring path(text, real(asked, text, size, form));
@@ -142,7 +130,7 @@ class RemoveWinTest : public testing::Test {
    private:
     static std::wstring WithoutDrive(const Path& path) { return path.native().substr(2); }
 
-    InformationPatch names_ = Unanswered({FileNameInfo});
+    InformationPatch unanswered_;
     ImportPatch<decltype(::GetFinalPathNameByHandleW)> final_paths_;
   };
 
@@ -158,7 +146,7 @@ TEST_F(RemoveWinTest, NamesThatCannotBeTold_TreeIsRemovedByItsFinalPaths) {
 }
 
 TEST_F(RemoveWinTest, PathsThatCannotBeHad_TreeIsRemovedByItsIdentifiers) {
-  MakeReadOnly(folder_ / "tree/a/file");
+  test::MakeReadOnly(folder_ / "tree/a/file");
   const NoNames patch;
   ExpectRemoved();
 }
@@ -284,6 +272,13 @@ TEST_F(RemoveWinTest, EntryToldByAnotherName_IdentifierListedTwice_IsRefused) {
   EXPECT_EQ(Everything(), before);
 }
 
+// A second record of the identifier could stand where the list was not told.
+TEST_F(RemoveWinTest, EntryToldByAnotherName_ListThatBreaksOff_IsRefused) {
+  const ToldAs short_name(folder_ / "tree" / "file", folder_ / "tree" / "FILE~1",
+                          {FileNameInfo, FileIdBothDirectoryInfo});
+  ExpectRefusedAtOnce("tree/file");
+}
+
 TEST_F(RemoveWinTest, EntryToldInAnotherFolder_IsRefusedWhateverItsIdentifier) {
   for (const Path& elsewhere : {folder_ / "outside" / "tree", folder_ / "outside" / "TREE~1"}) {
     const ToldAs told(folder_ / "tree", elsewhere);
@@ -312,47 +307,6 @@ TEST_F(RemoveWinTest, ParentThatMayNotBeListed_CountsOnlyWherePathsCannotBeHad) 
   }
   EXPECT_TRUE(RemoveWithoutFollowing(folder_ / "tree"));
   EXPECT_EQ(Everything(), kOutside);
-}
-
-TEST_F(RemoveWinTest, NewerRequestUnknown_OlderOneIsMade) {
-  MakeReadOnly(folder_ / "tree/a/file");
-  MakeReadOnly(folder_ / "tree/a");
-  for (const DWORD error : {ERROR_INVALID_LEVEL, ERROR_INVALID_PARAMETER, ERROR_NOT_SUPPORTED,
-                            ERROR_INVALID_FUNCTION}) {
-    WriteFile(folder_ / "tree/a/b/file", "1");
-    int older = 0;
-    const RequestPatch patch = NewerRequestFails(error, older);
-    ExpectRemoved();
-    EXPECT_GT(older, 0) << error;
-  }
-}
-
-TEST_F(RemoveWinTest, NewerRequestStoppedByTheReadOnlyBit_OlderOneIsMadeWithoutIt) {
-  MakeReadOnly(folder_ / "tree/file");
-  int older = 0;
-  const RequestPatch patch = NewerRequestFails(ERROR_ACCESS_DENIED, older);
-  EXPECT_TRUE(RemoveWithoutFollowing(folder_ / "tree/file"));
-  EXPECT_EQ(NativeDisk().Status(folder_ / "tree/file"), FileStatus::Absent);
-  EXPECT_EQ(older, 1);
-}
-
-TEST_F(RemoveWinTest, NewerRequestDenied_NothingElseIsTried) {
-  for (const DWORD error : {ERROR_ACCESS_DENIED, ERROR_SHARING_VIOLATION, ERROR_DIR_NOT_EMPTY}) {
-    int older = 0;
-    const RequestPatch patch = NewerRequestFails(error, older);
-    ExpectRefusedAtOnce();
-    EXPECT_EQ(older, 0) << error;
-  }
-}
-
-TEST_F(RemoveWinTest, BothRequestsDenied_ReadOnlyFileStaysReadOnly) {
-  MakeReadOnly(folder_ / "tree/file");
-  const RequestPatch patch(
-      "SetFileInformationByHandle", [](auto real, HANDLE entry, auto kind, auto... given) {
-        return kind == FileBasicInfo ? real(entry, kind, given...) : Failure(ERROR_ACCESS_DENIED);
-      });
-  EXPECT_FALSE(RemoveWithoutFollowing(folder_ / "tree/file"));
-  EXPECT_TRUE(test::IsReadOnly(folder_ / "tree/file"));
 }
 
 }  // namespace
