@@ -262,14 +262,16 @@ TEST_F(RemoveWinTest, EntryToldByAnotherNameOfItsFolder_IsJudgedByItsIdentifier)
 
 // As a link to a folder beside it could be told.
 TEST_F(RemoveWinTest, EntryToldByAnotherName_IdentifierListedTwice_IsRefused) {
-  WriteFile(folder_ / "once", "once");
-  ASSERT_TRUE(::CreateHardLinkW((folder_ / "again").c_str(), (folder_ / "once").c_str(), nullptr));
-  const Tree before = Everything();
-  {
-    const ToldAs other_name(folder_ / "again", folder_ / "once");
-    EXPECT_FALSE(RemoveWithoutFollowing(folder_ / "again"));
+  const Path once = folder_ / "once";
+  const Path again = folder_ / "again";
+  WriteFile(once, "content");
+  ASSERT_TRUE(::CreateHardLinkW(again.c_str(), once.c_str(), nullptr));
+  for (const auto& [name, other] : {std::pair(once, again), std::pair(again, once)}) {
+    const ToldAs other_name(name, other);
+    const Tree before = Everything();
+    EXPECT_FALSE(RemoveWithoutFollowing(name));
+    EXPECT_EQ(Everything(), before);
   }
-  EXPECT_EQ(Everything(), before);
 }
 
 // A second record of the identifier could stand where the list was not told.

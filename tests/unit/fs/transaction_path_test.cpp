@@ -90,15 +90,21 @@ TEST(TransactionPathTest, TransactionPath_AnyParent_AsksAndChangesNothingOnDisk)
 }
 
 TEST(TransactionPathTest, MillisecondsSinceStart_AfterAPause_HasGrownByThatTime) {
-  const auto start = std::chrono::steady_clock::now();
-  const std::uint64_t before = MillisecondsSinceStart();
-  NativeDisk().Pause(std::chrono::milliseconds(60));
-  const std::uint64_t grown = MillisecondsSinceStart() - before;
-  // By another clock, since a busy machine makes a pause longer. A tick of Windows is up to 16 ms.
-  const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(
-      std::chrono::steady_clock::now() - start);
-  EXPECT_GE(grown, 40U);
-  EXPECT_LE(grown, static_cast<std::uint64_t>(passed.count()) + 20U);
+  std::string told;
+  // A tick of Windows is up to 16 ms. Where the machine is busy a tick comes late, but not each
+  // time.
+  for (int tries = 0; tries < 10; ++tries) {
+    const auto start = std::chrono::steady_clock::now();
+    const std::uint64_t before = MillisecondsSinceStart();
+    NativeDisk().Pause(std::chrono::milliseconds(60));
+    const std::uint64_t grown = MillisecondsSinceStart() - before;
+    // By another clock, since a busy machine makes a pause longer as well.
+    const auto passed = std::chrono::duration_cast<std::chrono::milliseconds>(
+        std::chrono::steady_clock::now() - start);
+    if (grown >= 40U && grown <= static_cast<std::uint64_t>(passed.count()) + 20U) return;
+    told += " " + std::to_string(grown) + " of " + std::to_string(passed.count());
+  }
+  FAIL() << "milliseconds:" << told;
 }
 
 TEST(TransactionPathRemoveTreeTest, RemoveTree_MissingPath_IsTrueAndDoesNothing) {
