@@ -126,6 +126,17 @@ TEST(PathTextWinTest, LongText_FullTextThatCannotBeTold_StaysAsItIs) {
   EXPECT_EQ(LongText(L"x"), L"x");
 }
 
+// As where the current folder has such a prefix itself.
+TEST(PathTextWinTest, LongText_FullTextWithAPrefix_GetsNoSecondOne) {
+  const test::ImportPatch<decltype(::GetFullPathNameW)> patch(
+      "GetFullPathNameW", [](auto, const wchar_t*, DWORD, wchar_t* to, wchar_t**) {
+        const std::wstring full = L"\\\\?\\C:\\x";
+        to[full.copy(to, full.size())] = L'\0';
+        return static_cast<DWORD>(full.size());
+      });
+  EXPECT_EQ(LongText(L"x"), L"x");
+}
+
 TEST(PathTextWinTest, IsAbsolute_LongPaths_IsJudgedByWhatIsGiven) {
   EXPECT_TRUE(IsAbsolute(L"C:" + kLong));
   EXPECT_TRUE(IsAbsolute(L"//server/share" + kLong));
