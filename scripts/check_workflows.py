@@ -12,6 +12,15 @@ import sys
 import yaml
 
 
+def shell_error(step, default):
+    """What bash says of a step that it cannot parse; nothing for those of other shells."""
+    if step.get("shell", default) != "bash":
+        return ""
+    script = re.sub(r"\$\{\{.*?\}\}", "expression", step.get("run", ""))
+    return subprocess.run(["bash", "-n"], input=script, stderr=subprocess.PIPE, text=True,
+                          check=False).stderr.strip()
+
+
 def problems(path, presets):
     try:
         workflow = yaml.safe_load(path.read_text(encoding="utf-8"))
@@ -23,14 +32,11 @@ def problems(path, presets):
         for script in re.findall(r"\bscripts/\w+", commands):
             if not os.access(script, os.X_OK):
                 yield f"{path}: {name} calls {script}, which is no script"
+        default = "pwsh" if job["runs-on"].startswith("windows") else "bash"
         for step in job["steps"]:
-            on_windows = job["runs-on"].startswith("windows")
-            if step.get("shell", "pwsh" if on_windows else "bash") == "bash":
-                script = re.sub(r"\$\{\{.*?\}\}", "expression", step.get("run", ""))
-                checked = subprocess.run(["bash", "-n"], input=script, capture_output=True,
-                                         text=True, check=False)
-                if checked.returncode != 0:
-                    yield f"{path}: {name}: {checked.stderr.strip()}"
+            error = shell_error(step, default)
+            if error:
+                yield f"{path}: {name}: {error}"
         named = set(re.findall(r"--preset ([\w-]+)", commands))
         named |= set(job.get("strategy", {}).get("matrix", {}).get("preset", []))
         for preset in sorted(named - presets):

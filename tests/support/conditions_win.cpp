@@ -17,8 +17,8 @@ namespace k7k::test {
 
 namespace {
 
-// While it lives, this process goes without the privileges to back up and to restore, which let it
-// by any denial. Some shells of administrators turn them on for what they start.
+// While it lives, this process goes without the privileges to back up and to restore, which no
+// denial stops. Some shells of administrators turn them on for what they start.
 class NoBackupPrivileges {
  public:
   NoBackupPrivileges() {

@@ -90,7 +90,7 @@ ProgramDataSetting::~ProgramDataSetting() {
   }
 }
 
-// Windows passes over a setting that is long, without a word.
+// Not through TMP: Windows passes over a setting that it finds too long.
 TemporaryFolderSetting::TemporaryFolderSetting(const Path& folder) {
   temporary_patch.emplace("GetTempPathW",
                           [text = folder.native() + L"\\"](auto, DWORD room, wchar_t* to) {

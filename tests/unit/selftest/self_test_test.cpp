@@ -5,7 +5,6 @@
 
 #include "fs/process_clock.h"
 #include "support/bundle_facts.h"
-#include "support/platform.h"
 #include "support/self_test_fixture.h"
 
 namespace k7k {
